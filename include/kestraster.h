@@ -1,0 +1,15 @@
+/* The raster kernel: everything a caller needs, in one header.
+ *
+ * Every exported function has the prefix K_ and returns a signed 32-bit
+ * status where it reports one: 1 is success, a negative number a failure
+ * (kest/status.h). No function throws. The header compiles as C99 and as
+ * C++. */
+#ifndef KESTRASTER_H
+#define KESTRASTER_H
+
+#include "kest/platform.h"
+#include "kest/status.h"
+#include "kest/memory.h"
+#include "kest/bitmap.h"
+
+#endif /* KESTRASTER_H */

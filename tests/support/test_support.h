@@ -1,0 +1,41 @@
+// Helpers shared by the test programs.
+#pragma once
+
+#include <string>
+
+#include "core/alloc.h"
+
+namespace kest::test {
+
+// A fresh folder under the system's temporary directory, removed with its
+// files at the end of the test.
+class TempFolder {
+ public:
+  TempFolder();
+  ~TempFolder();
+  TempFolder(const TempFolder &) = delete;
+  TempFolder &operator=(const TempFolder &) = delete;
+  const std::string &path() const { return path_; }  // ends with a separator
+  std::string File(const std::string &name) const { return path_ + name; }
+  // Names of the files in the folder.
+  int CountFiles() const;
+
+ private:
+  std::string path_;
+};
+
+// Fails the n-th allocation of this thread while it lives.
+class FailingAllocation {
+ public:
+  explicit FailingAllocation(int n) { kest::testing::FailAllocation(n); }
+  ~FailingAllocation() { kest::testing::FailAllocation(0); }
+  FailingAllocation(const FailingAllocation &) = delete;
+  FailingAllocation &operator=(const FailingAllocation &) = delete;
+};
+
+// Writes bytes to a new file; reads a whole file back.
+void WriteFileBytes(const std::string &path, const std::string &bytes);
+std::string ReadFileBytes(const std::string &path);
+bool FileExists(const std::string &path);
+
+}  // namespace kest::test
