@@ -11,5 +11,6 @@
 #include "kest/status.h"
 #include "kest/memory.h"
 #include "kest/bitmap.h"
+#include "kest/palette.h"
 
 #endif /* KESTRASTER_H */
