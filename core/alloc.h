@@ -30,6 +30,14 @@ class HeapBuffer {
   ~HeapBuffer() { K_Free(data_); }
   HeapBuffer(const HeapBuffer &) = delete;
   HeapBuffer &operator=(const HeapBuffer &) = delete;
+  HeapBuffer(HeapBuffer &&other) noexcept : data_(other.release()) {}
+  HeapBuffer &operator=(HeapBuffer &&other) noexcept {
+    if (this != &other) {
+      K_Free(data_);
+      data_ = other.release();
+    }
+    return *this;
+  }
   uint8_t *get() const { return data_; }
   explicit operator bool() const { return data_ != nullptr; }
   uint8_t *release() {

@@ -12,5 +12,6 @@
 #include "kest/memory.h"
 #include "kest/bitmap.h"
 #include "kest/palette.h"
+#include "kest/rows.h"
 
 #endif /* KESTRASTER_H */

@@ -7,8 +7,12 @@ set -uo pipefail
 
 label=$1
 build=$2
-totals=${3:-}
-shift $(( $# >= 3 ? 3 : $# ))
+shift 2
+totals=""
+if [ $# -gt 0 ] && [ "$1" != "--" ]; then
+  totals=$1
+  shift
+fi
 [ "${1:-}" = "--" ] && shift
 runner=("$@")
 

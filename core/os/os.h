@@ -39,6 +39,9 @@ HANDLE CreateFileMapping(int32_t file, uint64_t size);
 void *MapViewOfFile(HANDLE mapping, uint64_t offset, size_t size);
 bool UnmapViewOfFile(void *view, size_t size);
 void CloseMapping(HANDLE mapping);
+// The size a mapping was created with where the platform needs it to
+// release a whole view (POSIX); 0 where it does not (Win32).
+size_t MappingSize(HANDLE mapping);
 
 // ---- Movable global blocks ----
 inline constexpr uint32_t kGmemMoveable = 0x0002;

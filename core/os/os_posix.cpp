@@ -12,6 +12,9 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <strings.h>
+
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -128,6 +131,11 @@ bool UnmapViewOfFile(void *view, size_t size) {
 }
 
 void CloseMapping(HANDLE mapping) { std::free(mapping); }
+
+size_t MappingSize(HANDLE mapping) {
+  auto *object = static_cast<MappingObject *>(mapping);
+  return object == nullptr ? 0 : static_cast<size_t>(object->size);
+}
 
 HGLOBAL GlobalAlloc(uint32_t flags, size_t size) {
   if (size > SIZE_MAX - kGlobalHeaderSize) {

@@ -43,6 +43,8 @@ void CloseMapping(HANDLE mapping) {
   if (mapping != nullptr) ::CloseHandle(mapping);
 }
 
+size_t MappingSize(HANDLE) { return 0; }
+
 HGLOBAL GlobalAlloc(uint32_t flags, size_t size) { return ::GlobalAlloc(flags, size); }
 void *GlobalLock(HGLOBAL block) { return ::GlobalLock(block); }
 bool GlobalUnlock(HGLOBAL block) { return ::GlobalUnlock(block) != 0; }

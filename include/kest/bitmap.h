@@ -94,4 +94,43 @@ typedef struct tagRASTERBITMAP {
 #define K_ORDER_GRAY     2 /* gray levels */
 #define K_ORDER_EXTENDED 5 /* the extended order, 24 and 48 bits only */
 
+/* Fills the record for a bitmap of that size; allocates nothing. All three
+ * 0 give an empty valid record. 1, -13 null, -789 size, -27 bits not 1..8,
+ * 12, 16, 24, 32, 48 or 64, -11 a size the record cannot hold. */
+KEST_API int32_t K_InitBitmap(RASTERBITMAP *bitmap, int32_t recordSize, uint32_t width,
+                              uint32_t height, uint32_t bits);
+/* Initialises and allocates in one call. bits 0 makes an 8-bit gray bitmap.
+ * A palette (8 bits or fewer) is copied, else the fixed palette is used.
+ * viewPerspective 0 means 1; above 8 gives -13 with the bitmap allocated.
+ * With MEMORY_TYPE_USER, data (at least BitmapSize bytes) becomes the pixels. */
+KEST_API int32_t K_CreateBitmap(RASTERBITMAP *bitmap, int32_t recordSize, uint32_t memoryType,
+                                int32_t width, int32_t height, int32_t bits, uint32_t colorOrder,
+                                RGBQUAD *palette, uint32_t viewPerspective, void *data,
+                                uint32_t dataSize);
+/* Gives an initialised record its pixels: conventional, tiled or disk
+ * memory as the request, the size and the thread's thresholds decide.
+ * 1, -13 null or a type not accepted, -789, -11 nothing to allocate,
+ * -1 no memory of any allowed kind, -5 the disk file could not be written. */
+KEST_API int32_t K_AllocateBitmap(RASTERBITMAP *bitmap, uint32_t memoryType);
+/* Releases region, palette, overlays, pixels and tables. Never fails; a
+ * freed record may be freed again or allocated anew. */
+KEST_API void K_FreeBitmap(RASTERBITMAP *bitmap);
+/* Lock and unlock the pixels of a global-block bitmap; nothing for others. */
+KEST_API void K_AccessBitmap(RASTERBITMAP *bitmap);
+KEST_API void K_ReleaseBitmap(RASTERBITMAP *bitmap);
+/* Returns 1 if the bitmap was locked already, else locks it and returns 0;
+ * K_UnlockBitmap undoes only the call that returned 0. */
+KEST_API int32_t K_LockBitmap(RASTERBITMAP *bitmap);
+KEST_API void K_UnlockBitmap(RASTERBITMAP *bitmap, int32_t wasLocked);
+/* Attaches the caller's pixels (dataSize bytes at least BitmapSize) to a
+ * user-memory bitmap; null detaches. 1, -13, -789. */
+KEST_API int32_t K_SetBitmapDataPointer(RASTERBITMAP *bitmap, void *data, uint32_t dataSize);
+/* Changes the number of rows, keeping the rows that stay. 1, -2, -789,
+ * -13 user or locked memory, -1. */
+KEST_API int32_t K_ChangeBitmapHeight(RASTERBITMAP *bitmap, int32_t height);
+/* Recomputes BitmapSize for the memory kind. 1, -2, -789. */
+KEST_API int32_t K_UpdateBitmapSize(RASTERBITMAP *bitmap);
+/* Frees LevelLUT and PaintLUT and nulls both. 1, or -13 for null. */
+KEST_API int32_t K_FreeGrayParams(RASTERBITMAP *bitmap);
+
 #endif /* KEST_BITMAP_H */

@@ -1,6 +1,16 @@
 // Helpers shared by the test programs.
 #include "support/test_support.h"
 
+#include "core/os/os.h"
+#include "core/settings.h"
+
+#if defined(_WIN32)
+#  include <windows.h>
+#  include <psapi.h>
+#endif
+
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -9,6 +19,23 @@
 namespace kest::test {
 
 namespace fs = std::filesystem;
+
+#if !defined(_WIN32)
+namespace {
+size_t ReadStatusKib(const char *key) {
+  FILE *status = std::fopen("/proc/self/status", "r");
+  if (status == nullptr) return 0;
+  char line[256];
+  size_t kib = 0;
+  const size_t length = std::strlen(key);
+  while (std::fgets(line, sizeof line, status) != nullptr) {
+    if (std::strncmp(line, key, length) == 0) kib = std::strtoull(line + length, nullptr, 10);
+  }
+  std::fclose(status);
+  return kib;
+}
+}  // namespace
+#endif
 
 TempFolder::TempFolder() {
   std::random_device device;
@@ -54,6 +81,38 @@ std::string ReadFileBytes(const std::string &path) {
 bool FileExists(const std::string &path) {
   std::error_code error;
   return fs::exists(path, error);
+}
+
+size_t ResidentBytes() {
+#if defined(_WIN32)
+  PROCESS_MEMORY_COUNTERS counters{};
+  return GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters)
+             ? counters.WorkingSetSize : 0;
+#else
+  return ReadStatusKib("VmRSS:") * 1024;
+#endif
+}
+
+size_t PeakResidentBytes() {
+#if defined(_WIN32)
+  PROCESS_MEMORY_COUNTERS counters{};
+  return GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters)
+             ? counters.PeakWorkingSetSize : 0;
+#else
+  return ReadStatusKib("VmHWM:") * 1024;
+#endif
+}
+
+uint64_t FreeBytesAt(const std::string &path) { return kest::os::FreeDiskSpace(path.c_str()); }
+
+TempDirectorySetting::TempDirectorySetting(const std::string &path) {
+  char *directory = kest::GetThreadSettings().TempDirectory;
+  std::memcpy(saved_, directory, sizeof saved_);
+  std::snprintf(directory, sizeof saved_, "%s", path.c_str());
+}
+
+TempDirectorySetting::~TempDirectorySetting() {
+  std::memcpy(kest::GetThreadSettings().TempDirectory, saved_, sizeof saved_);
 }
 
 }  // namespace kest::test

@@ -39,3 +39,27 @@ std::string ReadFileBytes(const std::string &path);
 bool FileExists(const std::string &path);
 
 }  // namespace kest::test
+
+namespace kest::test {
+
+// The process's resident memory now and at its peak, in bytes (0 where the
+// platform cannot tell).
+size_t ResidentBytes();
+size_t PeakResidentBytes();
+
+// Bytes free for this user where path lives.
+uint64_t FreeBytesAt(const std::string &path);
+
+// Points the thread's temporary directory at a folder while it lives.
+class TempDirectorySetting {
+ public:
+  explicit TempDirectorySetting(const std::string &path);
+  ~TempDirectorySetting();
+  TempDirectorySetting(const TempDirectorySetting &) = delete;
+  TempDirectorySetting &operator=(const TempDirectorySetting &) = delete;
+
+ private:
+  char saved_[260];
+};
+
+}  // namespace kest::test
