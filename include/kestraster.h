@@ -9,6 +9,9 @@
 
 #include "kest/platform.h"
 #include "kest/status.h"
+#include "kest/status_text.h"
+#include "kest/callbacks.h"
+#include "kest/version.h"
 #include "kest/memory.h"
 #include "kest/bitmap.h"
 #include "kest/palette.h"

@@ -1,6 +1,7 @@
 // The published layouts: the bitmap record is 41 words, 164 bytes, on a
 // 32-bit target, with every field at its word; on a 64-bit target the same
-// order with pointer-sized fields widened. Also built into the native test
+// order with pointer-sized fields widened. The version record is 108 bytes
+// on both. Also built into the native test
 // programs, where the widened form is checked.
 #include <gtest/gtest.h>
 
@@ -58,6 +59,25 @@ TEST(RecordLayout, PointersWidenNaturallyOn64Bit) {
   EXPECT_GT(sizeof(RASTERBITMAP), 164u);
 }
 #endif
+
+// The version record holds no pointers: the same 108 bytes everywhere.
+static_assert(sizeof(LIBRARYVERSION) == 108, "the version record is 108 bytes on every target");
+
+TEST(VersionRecordLayout, PublishedOffsets) {
+  EXPECT_EQ(LIBRARYVERSION_SIZE, 108);
+  EXPECT_EQ(offsetof(LIBRARYVERSION, VersionRecordSize), 0u);
+  EXPECT_EQ(offsetof(LIBRARYVERSION, VersionProduct), 4u);
+  EXPECT_EQ(sizeof(LIBRARYVERSION::VersionProduct), 60u);
+  EXPECT_EQ(offsetof(LIBRARYVERSION, VersionLevel), 64u);
+  EXPECT_EQ(offsetof(LIBRARYVERSION, VersionMajor), 68u);
+  EXPECT_EQ(offsetof(LIBRARYVERSION, VersionMinor), 72u);
+  EXPECT_EQ(offsetof(LIBRARYVERSION, VersionDate), 76u);
+  EXPECT_EQ(sizeof(LIBRARYVERSION::VersionDate), 16u);
+  EXPECT_EQ(offsetof(LIBRARYVERSION, VersionTime), 92u);
+  EXPECT_EQ(sizeof(LIBRARYVERSION::VersionTime), 9u);
+  EXPECT_EQ(offsetof(LIBRARYVERSION, reserved), 101u);
+  EXPECT_EQ(sizeof(LIBRARYVERSION::reserved), 7u);
+}
 
 TEST(Win32Layouts, MatchTheSystemRecords) {
   EXPECT_EQ(sizeof(RGBQUAD), 4u);

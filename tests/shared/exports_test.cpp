@@ -29,8 +29,12 @@ TEST(SharedLibrary, ExportsTheInterfaceOnly) {
   EXPECT_EQ(K_SQRT(15), 3u);
   EXPECT_NE(FindExport("K_SQRT"), nullptr);
   EXPECT_NE(FindExport("K_OsAlloc"), nullptr);
+  EXPECT_NE(FindExport("K_GetStatusText"), nullptr);
+  EXPECT_NE(FindExport("K_SetStatusCallBack"), nullptr);
+  EXPECT_NE(FindExport("K_VersionInfo"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest17GetThreadSettingsEv"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest18AllocationAllowedEv"), nullptr);
+  EXPECT_EQ(FindExport("_ZN4kest10StatusTextEi"), nullptr);
 }
 
 }  // namespace
