@@ -426,6 +426,8 @@ void FreeLibrary(void *library) {
   if (library != nullptr) dlclose(library);
 }
 
+void *LibraryModule() { return nullptr; }
+
 uint32_t GetCurrentThreadId() { return static_cast<uint32_t>(syscall(SYS_gettid)); }
 
 uint32_t GetTickCount() {
