@@ -63,6 +63,16 @@ static_assert(sizeof(GlobalHeader) == 32 || sizeof(GlobalHeader) == 24);
 constexpr size_t kGlobalHeaderSize = 32;
 constexpr uint32_t kGlobalMagic = 0x4B474C42;  // "KGLB"
 
+MappingObject *NewMapping(int fd, uint64_t size) {
+  auto *object = static_cast<MappingObject *>(std::malloc(sizeof(MappingObject)));
+  if (object == nullptr) {
+    t_lastError = kErrorNotEnoughMemory;
+    return nullptr;
+  }
+  *object = {fd, size};
+  return object;
+}
+
 GlobalHeader *HeaderOf(HGLOBAL block) {
   auto *header = static_cast<GlobalHeader *>(block);
   if (header == nullptr || header->magic != kGlobalMagic) return nullptr;
@@ -79,13 +89,7 @@ HANDLE CreateAnonymousMapping(uint64_t size) {
     t_lastError = kErrorInvalidParameter;
     return nullptr;
   }
-  auto *object = static_cast<MappingObject *>(std::malloc(sizeof(MappingObject)));
-  if (object == nullptr) {
-    t_lastError = kErrorNotEnoughMemory;
-    return nullptr;
-  }
-  *object = {-1, size};
-  return object;
+  return NewMapping(-1, size);
 }
 
 HANDLE CreateFileMapping(int32_t file, uint64_t size) {
@@ -93,13 +97,7 @@ HANDLE CreateFileMapping(int32_t file, uint64_t size) {
     t_lastError = kErrorInvalidParameter;
     return nullptr;
   }
-  auto *object = static_cast<MappingObject *>(std::malloc(sizeof(MappingObject)));
-  if (object == nullptr) {
-    t_lastError = kErrorNotEnoughMemory;
-    return nullptr;
-  }
-  *object = {file, size};
-  return object;
+  return NewMapping(file, size);
 }
 
 void *MapViewOfFile(HANDLE mapping, uint64_t offset, size_t size) {
