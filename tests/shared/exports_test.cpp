@@ -29,6 +29,8 @@ TEST(SharedLibrary, ExportsTheInterfaceOnly) {
   EXPECT_EQ(K_SQRT(15), 3u);
   EXPECT_NE(FindExport("K_SQRT"), nullptr);
   EXPECT_NE(FindExport("K_OsAlloc"), nullptr);
+  EXPECT_NE(FindExport("K_CreateUserMatchTable"), nullptr);
+  EXPECT_NE(FindExport("K_OsDeletePalette"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest17GetThreadSettingsEv"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest18AllocationAllowedEv"), nullptr);
 }
