@@ -10,11 +10,13 @@
 //   accepts 0 entries.
 // - A handle that is null, deleted or of another kind is refused: counts
 //   and reads give 0, DeleteObject false, GetNearestPaletteIndex
-//   kClrInvalid.
+//   kClrInvalid as documented (Wine gives 0 there).
 // - GetPaletteEntries and SetPaletteEntries clip to the palette's size and
 //   return the number of entries moved, 0 when first is at or past the end.
 //   GetPaletteEntries with a count of 0 returns the palette's size and
-//   moves nothing.
+//   moves nothing; so it does, as documented, with null entries (Wine
+//   returns the clipped count there, wrapped below zero past the end, so
+//   the library never asks that way).
 // - GetNearestPaletteIndex looks at red, green and blue of the colour (its
 //   top byte is ignored), measures by the sum of squared differences, and
 //   the first entry at the smallest distance wins.

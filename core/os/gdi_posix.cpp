@@ -75,12 +75,11 @@ uint32_t GetPaletteEntries(HPALETTE palette, uint32_t first, uint32_t count,
   SpinGuard guard(g_paletteLock);
   PaletteObject *object = Find(palette);
   if (object == nullptr) return 0;
-  if (count == 0) return object->count;  // the size, and nothing is moved
+  // With nowhere to put entries, or none asked for, the answer is the size.
+  if (entries == nullptr || count == 0) return object->count;
   if (first >= object->count) return 0;
   const uint32_t moved = std::min(count, object->count - first);
-  if (entries != nullptr) {
-    std::memcpy(entries, object->entries() + first, moved * sizeof(PALETTEENTRY));
-  }
+  std::memcpy(entries, object->entries() + first, moved * sizeof(PALETTEENTRY));
   return moved;
 }
 

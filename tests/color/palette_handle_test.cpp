@@ -72,6 +72,9 @@ TEST(PaletteObject, ReadsAndWritesClipToTheEnd) {
   EXPECT_EQ(os::GetPaletteEntries(palette.get(), 0, 0, &untouched), 4u);
   EXPECT_EQ(untouched.peRed, 1);
   EXPECT_EQ(os::SetPaletteEntries(palette.get(), 0, 1, nullptr), 0u);
+  // Null entries: the size, as documented; Wine gives the clipped count.
+  EXPECT_EQ(os::GetPaletteEntries(palette.get(), 1, 2, nullptr),
+            kest::test::RunningUnderWine() ? 2u : 4u);
 }
 
 TEST(PaletteObject, NearestIsTheFirstAtTheSmallestSumOfSquares) {
