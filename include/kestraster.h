@@ -16,5 +16,6 @@
 #include "kest/bitmap.h"
 #include "kest/palette.h"
 #include "kest/rows.h"
+#include "kest/compressed.h"
 
 #endif /* KESTRASTER_H */
