@@ -47,7 +47,9 @@ void ExpectHeapSound(Heap &heap) {
     ASSERT_EQ(block.BlockPrev, previous) << "at " << at;
     ASSERT_LE(uint64_t{at} + kBlockHeader + block.BlockPayload, words.HeapTotal);
     ASSERT_EQ(block.BlockPayload % 4, 0u);
-    if (block.BlockNext != 0) ASSERT_GE(block.BlockNext, at + kBlockHeader + block.BlockPayload);
+    if (block.BlockNext != 0) {
+      ASSERT_GE(block.BlockNext, at + kBlockHeader + block.BlockPayload);
+    }
     const bool isFree = block.BlockUsed == 0;
     ASSERT_FALSE(isFree && previousFree) << "free blocks side by side at " << at;
     if (isFree) freeBlocks.insert(at);

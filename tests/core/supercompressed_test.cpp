@@ -114,7 +114,9 @@ TEST(SuperCompressed, RowsRoundTripThroughTheBands) {
     EXPECT_EQ(bitmap->BitmapSize, StoredBytes(bitmap.get()));
     EXPECT_GT(bitmap->BitmapSize, 0u);
     // Smooth rows pack; as bits the same bytes are noise, kept as they are.
-    if (bits != 1) EXPECT_LT(bitmap->BitmapSize, size_t{70} * bitmap.stride());
+    if (bits != 1) {
+      EXPECT_LT(bitmap->BitmapSize, size_t{70} * bitmap.stride());
+    }
     ASSERT_EQ(K_UpdateBitmapSize(bitmap.get()), K_SUCCESS);
     EXPECT_EQ(bitmap->BitmapSize, StoredBytes(bitmap.get()));
     // One transfer across a band's end goes on in the next band.
