@@ -26,10 +26,13 @@ typedef struct {
   uint16_t biBitCount;
 } BandHeader;
 
-/* Deflate's effort when the kernel asks for the default: the fast end,
- * which on rows of differences packs almost as tightly as the slow end at
- * several times its speed. */
-#define KFILT_DEFAULT_LEVEL 3
+/* Deflate's effort when the kernel asks for the default (a quality below
+ * 1). Rows of differences are packed as runs and Huffman codes only
+ * (Z_RLE): on a photograph the differences are sensor noise, where longer
+ * matches gain nothing and cost three times the time, while runs still
+ * take flat areas down to almost nothing. Bits (text, line art) repeat
+ * and get the full search. */
+#define KFILT_DEFAULT_LEVEL 6
 
 static size_t Stride(int32_t width, int32_t bits) {
   if (width <= 0 || bits <= 0) return 0;
@@ -48,7 +51,7 @@ static int DeflateRows(const uint8_t *band, size_t stride, size_t rows, int pred
   memset(&stream, 0, sizeof stream);
   if (room > 0xFFFFFFFFu || stride > 0xFFFFFFFFu) return 0;
   if (deflateInit2(&stream, level, Z_DEFLATED, 15, 8,
-                   predict ? Z_FILTERED : Z_DEFAULT_STRATEGY) != Z_OK) {
+                   predict ? Z_RLE : Z_DEFAULT_STRATEGY) != Z_OK) {
     return 0;
   }
   if (predict) {
@@ -93,7 +96,7 @@ KFILT_API int32_t fltSaveBuffer(void *band, void *header, void *pack, uint32_t *
   total = stride * rows;
   if (total == 0 || *size < 2) return 0;
   predict = Predicts(info->biBitCount);
-  level = quality < 0 ? KFILT_DEFAULT_LEVEL : quality > 9 ? 9 : quality;
+  level = quality < 1 ? KFILT_DEFAULT_LEVEL : quality > 9 ? 9 : quality;
   if (DeflateRows((const uint8_t *)band, stride, rows, predict, level, out + 1, *size - 1, &packed) &&
       packed < total) {
     out[0] = (uint8_t)(predict ? kDeflatedDifferences : kDeflated);

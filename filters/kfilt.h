@@ -3,7 +3,8 @@
  * (KFILTC for 8 and 24-bit bands, format 5; KFILTF for 1-bit bands,
  * format 68). Both are this one codec: a deflate stream (zlib), after a
  * predictor for 8 and 24 bits that replaces each row by its difference
- * from the row above, which turns smooth images into small numbers.
+ * from the row above, which turns smooth images into small numbers, and
+ * these into runs and Huffman codes.
  *
  * A packed band is one method byte and the stream. Only the kernel reads
  * what a filter wrote; the form is no interface of its own. */
@@ -24,8 +25,8 @@ extern "C" {
 
 /* Packs the rows of band that header tells of (a BITMAPINFOHEADER: width,
  * minus the rows in biHeight, bits per pixel) into pack, whose room *size
- * gives; *size becomes the packed size. quality -1 is the default effort,
- * 0 to 9 the effort of deflate. 1 on success, 0 otherwise. */
+ * gives; *size becomes the packed size. quality 1 to 9 is the effort of
+ * deflate, anything below 1 the default. 1 on success, 0 otherwise. */
 KFILT_API int32_t fltSaveBuffer(void *band, void *header, void *pack, uint32_t *size,
                                 int32_t quality, int32_t reserved1, int32_t format,
                                 int32_t reserved2, int32_t reserved3);

@@ -169,7 +169,8 @@ TEST(SuperCompressed, SegmentsWriteIntoTheBand) {
     for (uint32_t step = 0; step < 60; ++step) {
       const uint32_t row = random() % 40;
       const Bytes source = PhotoRow(plain.stride(), step, random);
-      uint32_t spans[4] = {random() % 30, 30 + random() % 20, 55 + random() % 10, 70 + random() % 20};
+      uint32_t spans[4] = {static_cast<uint32_t>(random() % 30), static_cast<uint32_t>(30 + random() % 20),
+                           static_cast<uint32_t>(55 + random() % 10), static_cast<uint32_t>(70 + random() % 20)};
       ASSERT_EQ(K_PutBitmapRowSegments(super.get(), const_cast<uint8_t *>(source.data()), row, 0,
                                        spans, 4, 0), K_SUCCESS);
       K_PutBitmapRowSegments(plain.get(), const_cast<uint8_t *>(source.data()), row, 0, spans, 4, 0);
