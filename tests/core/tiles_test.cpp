@@ -184,6 +184,10 @@ TEST(TileGeometry, TileSizeZeroMeansSixteenMegabytes) {
 struct Layout {
   uint32_t rows, conv, maxViews;
 };
+void PrintTo(const Layout &layout, std::ostream *out) {
+  *out << layout.rows << " rows a tile, " << layout.conv << " in memory, " << layout.maxViews
+       << " views";
+}
 
 class TiledRows : public ::testing::TestWithParam<Layout> {};
 
@@ -361,7 +365,7 @@ TEST(TiledHeight, AppendingWithoutTemporaryFilesKeepsWhatItGot) {
   EXPECT_EQ(K_GetBitmapRow(tiled.get(), row, 7, 12), 12);
 }
 
-TEST(MemoryInfo, ReportsTheKindAndTheTiles) {
+TEST(MemoryInfo, ReportsTheKindOfEveryOtherMemory) {
   TempFolder folder;
   TempDirectorySetting temp(folder.path());
   struct Case {
@@ -386,16 +390,6 @@ TEST(MemoryInfo, ReportsTheKindAndTheTiles) {
     EXPECT_EQ(K_GetBitmapMemoryInfo(&bitmap, &type, nullptr, nullptr, nullptr, nullptr, nullptr),
               K_ERR_BITMAP);
   }
-  Tiled tiled(10, 23, 24, 4, 2, 3);
-  uint32_t type = 0, tileSize = 0, tiles = 0, conv = 0, maxViews = 0, views = 0;
-  ASSERT_EQ(K_GetBitmapMemoryInfo(tiled.get(), &type, &tileSize, &tiles, &conv, &maxViews, &views),
-            K_SUCCESS);
-  EXPECT_EQ(type, 4u);
-  EXPECT_EQ(tileSize, 4 * tiled.get()->BitmapBytesPerLine);
-  EXPECT_EQ(tiles, 6u);
-  EXPECT_EQ(conv, 2u);
-  EXPECT_EQ(maxViews, 3u);
-  EXPECT_EQ(views, 1u);
 }
 
 // K_SetBitmapMemoryInfo in place: tiles move both ways between memory and
@@ -557,28 +551,23 @@ TEST(MemorySettings, TemporaryDirectory) {
   K_GetTempDirectory(buffer, 3);
   EXPECT_EQ(std::string(buffer, 4), folder.path().substr(0, 3) + "#") << "no terminator added";
   EXPECT_EQ(K_GetTempDirectory(nullptr, 3), K_ERR_PARAMETER);
+}
 
-  // Tiles and disk bitmaps take their files there.
-  RASTERBITMAP bitmap;
-  ASSERT_EQ(K_CreateBitmap(&bitmap, RASTERBITMAP_SIZE, MEMORY_TYPE_DISK, 8, 8, 8, 0, nullptr, 0,
-                           nullptr, 0), K_SUCCESS);
+// Windows shows the files of disk tiles while they are open; POSIX unlinks
+// them as they are made.
+int VisibleWhileOpen(int files) {
 #if defined(_WIN32)
-  EXPECT_EQ(folder.CountFiles(), 2) << "the file lives beside the plain one";
+  return files;
+#else
+  (void)files;
+  return 0;
 #endif
-  K_FreeBitmap(&bitmap);
-  EXPECT_EQ(folder.CountFiles(), 1);
 }
 
 TEST(TileFiles, NoneOutlivesItsBitmap) {
   {
     Tiled tiled(10, 23, 24, 4, 2, 1);
-    // Windows shows the files while they are open; POSIX unlinks them at once.
-    const int open = tiled.folder().CountFiles();
-#if defined(_WIN32)
-    EXPECT_EQ(open, 4);
-#else
-    EXPECT_EQ(open, 0);
-#endif
+    EXPECT_EQ(tiled.folder().CountFiles(), VisibleWhileOpen(4));
     ASSERT_EQ(K_ChangeBitmapHeight(tiled.get(), 40), K_SUCCESS);
     ASSERT_EQ(K_SetBitmapMemoryInfo(tiled.get(), 4, 0, 0, 0, 0, 0, SET_MEMORYINFO_CONVTILES),
               K_SUCCESS);
@@ -600,10 +589,11 @@ TEST(TileFiles, EveryFailureOfCreationIsUndone) {
       counted = kest::testing::AllocationsCounted();
       if (status == K_SUCCESS) {
         EXPECT_EQ(kest::testing::LiveTileMappings(), mappings + 3);
+        EXPECT_EQ(tiled.folder().CountFiles(), VisibleWhileOpen(4));
       } else {
         EXPECT_EQ(status, K_ERR_NOMEMORY) << failAt;
+        EXPECT_EQ(tiled.folder().CountFiles(), 0);
       }
-      EXPECT_EQ(tiled.folder().CountFiles(), 0);
     }
     EXPECT_EQ(kest::testing::LiveTileMappings(), mappings) << failAt;
     if (counted < failAt) break;
