@@ -632,7 +632,9 @@ int CountFilesIn(const std::string &path) {
 
 // A child process in a mount namespace of its own, with a small file system
 // made for the test at folder. Returns the child's report, or an empty one
-// when the system lets no namespace be made.
+// when the system lets no namespace be made. Only POSIX lets a test make
+// such a file system; the Windows run covers a temporary directory that
+// cannot hold files, above.
 struct FullDiskReport {
   char made;  // 'y', or 'n' when no file system could be mounted
   int32_t readOnlyTable, readOnlyAllocation, fullTable, fullAllocation, inodesAllocation;
