@@ -1,4 +1,4 @@
-// The tiled, compressed and super-compressed memory kinds are not built
+// The compressed and super-compressed memory kinds are not built
 // yet. Until they are, allocating one of them reports failure, which the
 // allocation decision already handles by falling to the next kind; since
 // no bitmap of these kinds can then exist, the remaining entries are never
@@ -9,15 +9,12 @@
 
 namespace kest::storage {
 
-int32_t AllocateTiled(RASTERBITMAP &) { return K_ERR_NOMEMORY; }
 int32_t AllocateCompressed(RASTERBITMAP &) { return K_ERR_NOMEMORY; }
 int32_t AllocateSuperCompressed(RASTERBITMAP &) { return K_ERR_NOMEMORY; }
 
-void FreeTiled(RASTERBITMAP &) {}
 void FreeCompressed(RASTERBITMAP &) {}
 void FreeSuperCompressed(RASTERBITMAP &) {}
 
-int32_t ChangeTiledHeight(RASTERBITMAP &, int32_t) { return K_ERR_BITMAP; }
 int32_t ChangeCompressedHeight(RASTERBITMAP &, int32_t) { return K_ERR_BITMAP; }
 int32_t ChangeSuperCompressedHeight(RASTERBITMAP &, int32_t) { return K_ERR_BITMAP; }
 

@@ -16,5 +16,6 @@
 #include "kest/bitmap.h"
 #include "kest/palette.h"
 #include "kest/rows.h"
+#include "kest/storage.h"
 
 #endif /* KESTRASTER_H */
