@@ -1,10 +1,6 @@
-// The row calls' way into the memory kinds that are not one linear block:
-// each entry hands the call to the kind's own code.
-//
-// The tiled kind is not built yet. Until it is, allocating it reports
-// failure, which the allocation decision already handles by falling to the
-// next kind; since no tiled bitmap can then exist, its remaining entries
-// are never reached and report an invalid bitmap if they are.
+// The row calls' way into the compressed and super-compressed memory
+// kinds: each entry hands the call to the kind's own code. (Tiled bitmaps
+// have their own entries in tiles.h.)
 #include "core/bitmap.h"
 #include "core/compressed.h"
 #include "core/storage.h"
@@ -12,10 +8,6 @@
 #include "kest/status.h"
 
 namespace kest::storage {
-
-int32_t AllocateTiled(RASTERBITMAP &) { return K_ERR_NOMEMORY; }
-void FreeTiled(RASTERBITMAP &) {}
-int32_t ChangeTiledHeight(RASTERBITMAP &, int32_t) { return K_ERR_BITMAP; }
 
 int32_t TransferRow(RASTERBITMAP &bitmap, void *buffer, uint32_t row, uint32_t column,
                     uint32_t count, bool write) {

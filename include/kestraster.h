@@ -16,6 +16,7 @@
 #include "kest/bitmap.h"
 #include "kest/palette.h"
 #include "kest/rows.h"
+#include "kest/storage.h"
 #include "kest/compressed.h"
 
 #endif /* KESTRASTER_H */

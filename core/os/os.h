@@ -118,6 +118,11 @@ void *LoadLibrary(const char *name);
 void *GetProcAddress(void *library, const char *symbol);
 void FreeLibrary(void *library);
 
+// ---- The library itself ----
+// The module handle of the library (Windows); the POSIX side has none and
+// gives null.
+void *LibraryModule();
+
 // ---- Threads and time ----
 uint32_t GetCurrentThreadId();
 uint32_t GetTickCount();

@@ -63,6 +63,16 @@ static_assert(sizeof(GlobalHeader) == 32 || sizeof(GlobalHeader) == 24);
 constexpr size_t kGlobalHeaderSize = 32;
 constexpr uint32_t kGlobalMagic = 0x4B474C42;  // "KGLB"
 
+MappingObject *NewMapping(int fd, uint64_t size) {
+  auto *object = static_cast<MappingObject *>(std::malloc(sizeof(MappingObject)));
+  if (object == nullptr) {
+    t_lastError = kErrorNotEnoughMemory;
+    return nullptr;
+  }
+  *object = {fd, size};
+  return object;
+}
+
 GlobalHeader *HeaderOf(HGLOBAL block) {
   auto *header = static_cast<GlobalHeader *>(block);
   if (header == nullptr || header->magic != kGlobalMagic) return nullptr;
@@ -79,27 +89,40 @@ HANDLE CreateAnonymousMapping(uint64_t size) {
     t_lastError = kErrorInvalidParameter;
     return nullptr;
   }
-  auto *object = static_cast<MappingObject *>(std::malloc(sizeof(MappingObject)));
-  if (object == nullptr) {
-    t_lastError = kErrorNotEnoughMemory;
-    return nullptr;
-  }
-  *object = {-1, size};
-  return object;
+  return NewMapping(-1, size);
 }
+
+namespace {
+
+// A Win32 file has no holes: the clusters of every byte up to its end are
+// allocated, so a full disk shows when the file is made, not when a page of
+// a mapping over it is first written. A file extended by a seek and one
+// byte is sparse here, and a page written through a mapping that the
+// volume cannot hold kills the process. The blocks under a file mapping are
+// therefore reserved first, and a full disk fails the mapping instead.
+bool ReserveBlocks(int fd, uint64_t size) {
+#if defined(__linux__)
+  if (fallocate(fd, 0, 0, static_cast<off_t>(size)) == 0) return true;
+  if (errno == EOPNOTSUPP || errno == ENOSYS) return true;  // the volume cannot say: go on
+  SetErrno();
+  return false;
+#else
+  const int error = posix_fallocate(fd, 0, static_cast<off_t>(size));
+  if (error == 0 || error == EINVAL || error == EOPNOTSUPP) return true;
+  t_lastError = FromErrno(error);
+  return false;
+#endif
+}
+
+}  // namespace
 
 HANDLE CreateFileMapping(int32_t file, uint64_t size) {
   if (file < 0) {
     t_lastError = kErrorInvalidParameter;
     return nullptr;
   }
-  auto *object = static_cast<MappingObject *>(std::malloc(sizeof(MappingObject)));
-  if (object == nullptr) {
-    t_lastError = kErrorNotEnoughMemory;
-    return nullptr;
-  }
-  *object = {file, size};
-  return object;
+  if (!ReserveBlocks(file, size)) return nullptr;
+  return NewMapping(file, size);
 }
 
 void *MapViewOfFile(HANDLE mapping, uint64_t offset, size_t size) {
@@ -425,6 +448,8 @@ void *GetProcAddress(void *library, const char *symbol) {
 void FreeLibrary(void *library) {
   if (library != nullptr) dlclose(library);
 }
+
+void *LibraryModule() { return nullptr; }
 
 uint32_t GetCurrentThreadId() { return static_cast<uint32_t>(syscall(SYS_gettid)); }
 

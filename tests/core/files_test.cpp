@@ -99,6 +99,16 @@ TEST(Files, DeleteOnCloseLeavesNothingBehind) {
   EXPECT_EQ(folder.CountFiles(), 0);
 }
 
+TEST(Files, NullAndInvalidArgumentsGiveTheirResults) {
+  char byte = 0;
+  EXPECT_EQ(K_OsCreat(nullptr, 0), K_INVALID_FILE);
+  EXPECT_EQ(K_OsRead(K_INVALID_FILE, &byte, 1, 0), -1);
+  EXPECT_EQ(K_OsWrite(K_INVALID_FILE, &byte, 1, 0), -1);
+  EXPECT_EQ(K_OsSeek(K_INVALID_FILE, 0, 0, 0), -1);
+  EXPECT_EQ(K_OsWrite(K_INVALID_FILE, &byte, 0, 0), -1) << "nothing to cut";
+  K_SetDisDispatch(nullptr);  // ignored
+}
+
 TEST(Files, DeleteReportsMissingAndNullNames) {
   TempFolder folder;
   const std::string path = folder.File("del.bin");

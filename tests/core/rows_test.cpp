@@ -371,7 +371,9 @@ TEST(DiskBitmap, TwoGigabytesInLittleMemory) {
   uint64_t expected = 0;
   for (int32_t r = 0; r < kHeight; ++r) expected += r & 0xFF;
   EXPECT_EQ(sum, expected);
-  if (before != 0) EXPECT_LT(after - std::min(after, before), size_t{64} << 20);
+  if (before != 0) {
+    EXPECT_LT(after - std::min(after, before), size_t{64} << 20);
+  }
 }
 
 }  // namespace

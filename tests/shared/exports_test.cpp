@@ -32,6 +32,9 @@ TEST(SharedLibrary, ExportsTheInterfaceOnly) {
   EXPECT_NE(FindExport("K_GetStatusText"), nullptr);
   EXPECT_NE(FindExport("K_SetStatusCallBack"), nullptr);
   EXPECT_NE(FindExport("K_VersionInfo"), nullptr);
+
+  EXPECT_NE(FindExport("K_CreateUserMatchTable"), nullptr);
+  EXPECT_NE(FindExport("K_OsDeletePalette"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest17GetThreadSettingsEv"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest18AllocationAllowedEv"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest10StatusTextEi"), nullptr);
