@@ -171,12 +171,6 @@ int32_t PixelBytes(RASTERBITMAP &bitmap, void *destination, uint32_t row, uint32
   return moved == count ? K_SUCCESS : K_ERR_READ;
 }
 
-int32_t StoreDirtyBand(RASTERBITMAP &bitmap) {
-  BandTable &table = Bands(bitmap);
-  if (table.BandDirty == 0 || table.CurrentRow < 0) return K_SUCCESS;
-  return StoreBand(bitmap);
-}
-
 }  // namespace kest::supercompressed
 
 namespace kest::storage {

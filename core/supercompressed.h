@@ -61,7 +61,5 @@ uint8_t *BandRowForWriting(RASTERBITMAP &bitmap, uint32_t row);
 // The bytes of one pixel. 1, -11 outside the bitmap, -7 when the band
 // cannot be unpacked.
 int32_t PixelBytes(RASTERBITMAP &bitmap, void *destination, uint32_t row, uint32_t column);
-// Packs the unpacked band if it was written. 1, or -1.
-int32_t StoreDirtyBand(RASTERBITMAP &bitmap);
 
 }  // namespace kest::supercompressed

@@ -1,5 +1,5 @@
-// Run lists: the byte-run tables, the exported run buffers against a
-// bit-by-bit reference on random rows, the split rule, mirror and flip.
+// Run lists: the exported run buffers against a bit-by-bit reference on
+// random rows, the split rule, mirror and flip.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -67,25 +67,6 @@ std::vector<uint8_t> RandomRow(size_t bytes, std::mt19937 &random) {
     colour ^= 1;
   }
   return row;
-}
-
-TEST(ByteRuns, TablesListTheRunsOfEachByte) {
-  const auto &tables = kest::runs::kByteRunTables;
-  struct Case {
-    uint8_t byte;
-    std::vector<uint8_t> runs;
-  };
-  const Case cases[] = {{0x00, {8}}, {0xFF, {8}}, {0x0F, {4, 4}}, {0xAA, {1, 1, 1, 1, 1, 1, 1, 1}},
-                        {0x81, {1, 6, 1}}, {0x70, {1, 3, 4}}, {0x01, {7, 1}}};
-  for (const Case &c : cases) {
-    ASSERT_EQ(tables.ByteRunCount[c.byte], c.runs.size()) << int{c.byte};
-    for (size_t i = 0; i < c.runs.size(); ++i) EXPECT_EQ(tables.ByteRuns[c.byte][i], c.runs[i]);
-  }
-  for (int byte = 0; byte < 256; ++byte) {
-    int sum = 0;
-    for (int i = 0; i < tables.ByteRunCount[byte]; ++i) sum += tables.ByteRuns[byte][i];
-    EXPECT_EQ(sum, 8) << byte;
-  }
 }
 
 TEST(CompressRow, KnownRows) {
