@@ -116,6 +116,26 @@ TEST(CompressedBitmap, AllocationGivesARowTableAndAHeap) {
   EXPECT_EQ(Unpack(blank), (Runs{65535, 0, 65535, 0, 8930}));
 }
 
+TEST(CompressedBitmap, EveryAllocationFailureIsUndone) {
+  for (int n = 1;; ++n) {
+    RASTERBITMAP bitmap{};
+    K_InitBitmap(&bitmap, RASTERBITMAP_SIZE, 70000, 3, 1);
+    int32_t status;
+    {
+      kest::test::FailingAllocation fail(n);
+      status = K_AllocateBitmap(&bitmap, MEMORY_TYPE_COMPRESSED);
+    }
+    if (status == K_SUCCESS) {
+      K_FreeBitmap(&bitmap);
+      EXPECT_EQ(n, 6);  // paint table, row table, scratch row, blank template, heap
+      break;
+    }
+    EXPECT_EQ(status, K_ERR_NOMEMORY) << n;
+    EXPECT_EQ(bitmap.PaintLUT, nullptr) << n;
+    EXPECT_EQ(bitmap.BitmapFlags & RBF_ALLOCATED, 0u) << n;
+  }
+}
+
 TEST(CompressedBitmap, RowsAreStoredAsRuns) {
   struct Case {
     const char *what;
