@@ -56,9 +56,11 @@ uint32_t FitTypeToDepth(uint32_t type, int32_t bits) {
 uint64_t SaturatingSub(uint64_t a, uint64_t b) { return a > b ? a - b : 0; }
 
 // Large requests that memory cannot hold, or that exceed the thread's
-// conventional limit, are turned to tiles.
+// conventional limit, are turned to tiles. headroom is what memory can take
+// beyond the threshold, 0 for a bitmap within the tile limit.
 uint32_t AddTilesWhenLarge(uint32_t type, uint64_t size, uint64_t tileLimit,
-                           const ThreadSettings &settings) {
+                           const ThreadSettings &settings, uint64_t &headroom) {
+  headroom = 0;
   if (size <= tileLimit) {
     // Small bitmaps are never tiled.
     if (type & MEMORY_TYPE_TILED) type = (type & ~uint32_t{MEMORY_TYPE_TILED}) | MEMORY_TYPE_CONV;
@@ -72,7 +74,7 @@ uint32_t AddTilesWhenLarge(uint32_t type, uint64_t size, uint64_t tileLimit,
   } else {
     threshold = static_cast<uint64_t>(settings.MemoryTiledThreshold);
   }
-  uint64_t headroom = SaturatingSub(status.availPhys + status.availPageFile, threshold);
+  headroom = SaturatingSub(status.availPhys + status.availPageFile, threshold);
   if (size > headroom) return type | MEMORY_TYPE_TILED;
   uint64_t maxConventional;
   if (settings.MaxConventionalSize < 0) {
@@ -122,14 +124,16 @@ int32_t AllocateLinearOrTiled(RASTERBITMAP &bitmap, uint32_t type) {
   const uint64_t tileLimit =
       settings.TiledBitmapsSize < 1 ? uint64_t{kDefaultTileSize}
                                     : static_cast<uint64_t>(settings.TiledBitmapsSize);
-  type = AddTilesWhenLarge(type, bitmap.BitmapSize, tileLimit, settings);
+  uint64_t headroom = 0;
+  type = AddTilesWhenLarge(type, bitmap.BitmapSize, tileLimit, settings, headroom);
 
   if (!(type & (MEMORY_TYPE_TILED | MEMORY_TYPE_DISK)) && MapConventional(bitmap, bitmap.BitmapSize)) {
     bitmap.BitmapFlags |= kConventionalFlags;
     return K_SUCCESS;
   }
   if (!(type & (MEMORY_TYPE_DISK | MEMORY_TYPE_NOTILED)) &&
-      storage::AllocateTiled(bitmap) == K_SUCCESS) {
+      storage::AllocateTiled(bitmap, tileLimit, headroom, type != MEMORY_TYPE_NODISK) ==
+          K_SUCCESS) {
     bitmap.BitmapFlags |= kTiledFlags;
     return K_SUCCESS;
   }

@@ -1,7 +1,8 @@
 // Row access: K_GetBitmapRow, K_PutBitmapRow, K_GetBitmapRowCol,
 // K_PutBitmapRowCol, K_PutBitmapRowSegments, and GetPixelBytes.
-// Linear bitmaps (conventional, user, disk) are handled here; the tiled,
-// compressed and super-compressed kinds through the storage calls.
+// Linear bitmaps (conventional, user, disk) are handled here; tiled ones
+// through the tile calls, compressed and super-compressed ones through the
+// storage calls.
 #include "core/rows.h"
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include "core/bitmap.h"
 #include "core/files.h"
 #include "core/storage.h"
+#include "core/tiles.h"
 #include "kest/rows.h"
 #include "kest/status.h"
 
@@ -58,6 +60,9 @@ int32_t Transfer(RASTERBITMAP *bitmap, void *buffer, uint32_t row, uint32_t colu
   if (count < 0 || count > INT32_MAX) return K_ERR_PARAMETER;
   const auto bytes = static_cast<uint32_t>(count);
   if (bitmap->BitmapFlags & kNonLinearFlags) {
+    if (KindOf(*bitmap) == MemoryKind::Tiled) {
+      return tiles::TransferRow(*bitmap, buffer, row, byColumn ? column : 0, bytes, write);
+    }
     return storage::TransferRow(*bitmap, buffer, row, byColumn ? column : 0, bytes, write);
   }
   const size_t columnByte = byColumn ? ColumnToByte(bitmap->BitmapBits, column) : 0;
@@ -85,6 +90,9 @@ int32_t GetPixelBytes(RASTERBITMAP *bitmap, void *destination, uint32_t row, uin
   const int32_t check = CheckRowCall(bitmap, destination);
   if (check != K_SUCCESS) return check;
   if (bitmap->BitmapFlags & kNonLinearFlags) {
+    if (KindOf(*bitmap) == MemoryKind::Tiled) {
+      return tiles::PixelBytes(*bitmap, destination, row, column);
+    }
     return storage::PixelBytes(*bitmap, destination, row, column);
   }
   const auto count = static_cast<uint32_t>(PixelByteCount(bitmap->BitmapBits, column));

@@ -16,6 +16,7 @@
 #include "core/files.h"
 #include "core/rows.h"
 #include "core/storage.h"
+#include "core/tiles.h"
 #include "kest/rows.h"
 #include "kest/status.h"
 
@@ -279,7 +280,9 @@ KEST_API int32_t K_PutBitmapRowSegments(RASTERBITMAP *bitmap, void *rowBuffer, u
 
   if (bitmap->BitmapFlags & (RBF_SUPERCOMPRESSED | RBF_TILED)) {
     storage::RowTarget target;
-    const int32_t status = storage::SegmentTarget(*bitmap, row, target);
+    const int32_t status = KindOf(*bitmap) == MemoryKind::Tiled
+                               ? tiles::SegmentTarget(*bitmap, row, target)
+                               : storage::SegmentTarget(*bitmap, row, target);
     if (status != K_SUCCESS) return status;
     if (target.address != nullptr) {
       MemoryRow memory(target.address);

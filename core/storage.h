@@ -10,8 +10,11 @@
 
 namespace kest::storage {
 
-// Each gives 1 on success or a status.
-int32_t AllocateTiled(RASTERBITMAP &bitmap);
+// Each gives 1 on success or a status. The tile step takes the tile limit
+// and the headroom of the allocation decision; a request that refused the
+// disk gets no disk tiles.
+int32_t AllocateTiled(RASTERBITMAP &bitmap, uint64_t tileLimit, uint64_t headroom,
+                      bool diskAllowed);
 int32_t AllocateCompressed(RASTERBITMAP &bitmap);
 int32_t AllocateSuperCompressed(RASTERBITMAP &bitmap);
 

@@ -1,37 +1,39 @@
-// The tiled, compressed and super-compressed memory kinds are not built
-// yet. Until they are, allocating one of them reports failure, which the
-// allocation decision already handles by falling to the next kind; since
-// no bitmap of these kinds can then exist, the remaining entries are never
-// reached and report an invalid bitmap if they are.
+// The row calls' way into the compressed and super-compressed memory
+// kinds: each entry hands the call to the kind's own code. (Tiled bitmaps
+// have their own entries in tiles.h.)
+#include "core/bitmap.h"
+#include "core/compressed.h"
 #include "core/storage.h"
-
+#include "core/supercompressed.h"
 #include "kest/status.h"
 
 namespace kest::storage {
 
-int32_t AllocateTiled(RASTERBITMAP &) { return K_ERR_NOMEMORY; }
-int32_t AllocateCompressed(RASTERBITMAP &) { return K_ERR_NOMEMORY; }
-int32_t AllocateSuperCompressed(RASTERBITMAP &) { return K_ERR_NOMEMORY; }
-
-void FreeTiled(RASTERBITMAP &) {}
-void FreeCompressed(RASTERBITMAP &) {}
-void FreeSuperCompressed(RASTERBITMAP &) {}
-
-int32_t ChangeTiledHeight(RASTERBITMAP &, int32_t) { return K_ERR_BITMAP; }
-int32_t ChangeCompressedHeight(RASTERBITMAP &, int32_t) { return K_ERR_BITMAP; }
-int32_t ChangeSuperCompressedHeight(RASTERBITMAP &, int32_t) { return K_ERR_BITMAP; }
-
-int32_t CompressedSize(RASTERBITMAP &, size_t &) { return K_ERR_BITMAP; }
-int32_t SuperCompressedSize(RASTERBITMAP &, size_t &) { return K_ERR_BITMAP; }
-
-int32_t TransferRow(RASTERBITMAP &, void *, uint32_t, uint32_t, uint32_t, bool) {
-  return K_ERR_BITMAP;
+int32_t TransferRow(RASTERBITMAP &bitmap, void *buffer, uint32_t row, uint32_t column,
+                    uint32_t count, bool write) {
+  switch (KindOf(bitmap)) {
+    case MemoryKind::Compressed:
+      return compressed::TransferRow(bitmap, buffer, row, column, count, write);
+    case MemoryKind::SuperCompressed:
+      return write ? supercompressed::PutBandRow(bitmap, buffer, row, column, count)
+                   : supercompressed::GetBandRow(bitmap, buffer, row, column, count);
+    default: return K_ERR_BITMAP;
+  }
 }
-int32_t PixelBytes(RASTERBITMAP &, void *, uint32_t, uint32_t) { return K_ERR_BITMAP; }
-int32_t SegmentTarget(RASTERBITMAP &, uint32_t, RowTarget &) { return K_ERR_BITMAP; }
-int32_t PutCompressedSegments(RASTERBITMAP &, const void *, uint32_t, uint32_t, const uint32_t *,
-                              uint32_t) {
-  return K_ERR_BITMAP;
+
+int32_t PixelBytes(RASTERBITMAP &bitmap, void *destination, uint32_t row, uint32_t column) {
+  switch (KindOf(bitmap)) {
+    case MemoryKind::Compressed: return compressed::PixelBytes(bitmap, destination, row, column);
+    case MemoryKind::SuperCompressed:
+      return supercompressed::PixelBytes(bitmap, destination, row, column);
+    default: return K_ERR_BITMAP;
+  }
+}
+
+int32_t SegmentTarget(RASTERBITMAP &bitmap, uint32_t row, RowTarget &target) {
+  if (KindOf(bitmap) != MemoryKind::SuperCompressed) return K_ERR_BITMAP;
+  target.address = supercompressed::BandRowForWriting(bitmap, row);
+  return target.address != nullptr ? K_SUCCESS : K_ERR_NOMEMORY;
 }
 
 }  // namespace kest::storage

@@ -19,4 +19,7 @@
 #include "kest/copy.h"
 #include "kest/lists.h"
 
+#include "kest/storage.h"
+#include "kest/compressed.h"
+
 #endif /* KESTRASTER_H */

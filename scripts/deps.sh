@@ -8,12 +8,12 @@
 set -euo pipefail
 
 job=${1:-test}
-packages=(cmake ninja-build g++ make pkg-config)
+packages=(cmake ninja-build g++ make pkg-config zlib1g-dev)
 case "$job" in
   demo) ;;
   test)
     packages+=(libgtest-dev libbenchmark-dev g++-multilib
-      g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 libwine-dev xvfb xauth) ;;
+      g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev wine wine64 libwine-dev xvfb xauth) ;;
   bench) packages+=(libbenchmark-dev) ;;
   *) echo "deps.sh: unknown job '$job'" >&2; exit 2 ;;
 esac

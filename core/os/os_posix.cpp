@@ -92,11 +92,36 @@ HANDLE CreateAnonymousMapping(uint64_t size) {
   return NewMapping(-1, size);
 }
 
+namespace {
+
+// A Win32 file has no holes: the clusters of every byte up to its end are
+// allocated, so a full disk shows when the file is made, not when a page of
+// a mapping over it is first written. A file extended by a seek and one
+// byte is sparse here, and a page written through a mapping that the
+// volume cannot hold kills the process. The blocks under a file mapping are
+// therefore reserved first, and a full disk fails the mapping instead.
+bool ReserveBlocks(int fd, uint64_t size) {
+#if defined(__linux__)
+  if (fallocate(fd, 0, 0, static_cast<off_t>(size)) == 0) return true;
+  if (errno == EOPNOTSUPP || errno == ENOSYS) return true;  // the volume cannot say: go on
+  SetErrno();
+  return false;
+#else
+  const int error = posix_fallocate(fd, 0, static_cast<off_t>(size));
+  if (error == 0 || error == EINVAL || error == EOPNOTSUPP) return true;
+  t_lastError = FromErrno(error);
+  return false;
+#endif
+}
+
+}  // namespace
+
 HANDLE CreateFileMapping(int32_t file, uint64_t size) {
   if (file < 0) {
     t_lastError = kErrorInvalidParameter;
     return nullptr;
   }
+  if (!ReserveBlocks(file, size)) return nullptr;
   return NewMapping(file, size);
 }
 

@@ -172,11 +172,12 @@ TEST(AllocateBitmap, LargeRequestsFollowTheThresholds) {
   };
 
   // No headroom at all: the totals themselves are the threshold. Tiles are
-  // then asked for; without them the bitmap ends on disk.
+  // then asked for, on disk as memory has no room; without them the bitmap
+  // ends on disk.
   settings.MemoryTiledThreshold = -100;
   EXPECT_EQ(kindFor(MEMORY_TYPE_CONV | MEMORY_TYPE_NOTILED), 0x5u) << "skips tiles, goes to disk";
-  EXPECT_EQ(kindFor(MEMORY_TYPE_NODISK), 0x5u) << "no longer exactly no-disk once marked for tiles";
-  EXPECT_EQ(kindFor(MEMORY_TYPE_CONV) & RBF_CONVENTIONAL, 0u) << "conventional was not taken";
+  EXPECT_EQ(kindFor(MEMORY_TYPE_NODISK), 0x4003u) << "no longer exactly no-disk once marked for tiles";
+  EXPECT_EQ(kindFor(MEMORY_TYPE_CONV), 0x4003u) << "conventional was not taken";
 
   // Room enough, but above the thread's conventional limit.
   settings.MemoryTiledThreshold = 0;
@@ -201,8 +202,14 @@ TEST(AllocateBitmap, NoDiskRequestWhoseMemoryFailsMakesNoFile) {
   EXPECT_EQ(bitmap.PaintLUT, nullptr);
   EXPECT_EQ(folder.CountFiles(), 0);
   {
-    FailingAllocation fail(2);  // a plain request falls on to disk silently
+    FailingAllocation fail(2);  // a plain request falls on to tiles on disk silently
     EXPECT_EQ(K_AllocateBitmap(&bitmap, MEMORY_TYPE_CONV), K_SUCCESS);
+  }
+  EXPECT_EQ(bitmap.BitmapFlags & 0xFFFF, 0x4003u);
+  K_FreeBitmap(&bitmap);
+  {
+    FailingAllocation fail(2);  // and without tiles on to disk
+    EXPECT_EQ(K_AllocateBitmap(&bitmap, MEMORY_TYPE_CONV | MEMORY_TYPE_NOTILED), K_SUCCESS);
   }
   EXPECT_EQ(bitmap.BitmapFlags & 0xFFFF, 0x5u);
   K_FreeBitmap(&bitmap);
@@ -326,7 +333,7 @@ TEST(CreateBitmap, EveryAllocationFailureIsReportedAndUndone) {
       counted = kest::testing::AllocationsCounted();
     }
     if (status == K_SUCCESS) {
-      // Only the pixel mapping may fail silently, by falling on to disk.
+      // Only the pixel mapping may fail silently, by falling on to tiles or disk.
       EXPECT_NE(bitmap.BitmapFlags & (RBF_CONVENTIONAL | RBF_DISK), 0u);
       EXPECT_NE(bitmap.Palette, nullptr);
       K_FreeBitmap(&bitmap);
