@@ -1,6 +1,7 @@
-// Copying bitmaps: K_CopyBitmapHandle, K_CopyBitmapData, K_DupBitmapNewDim,
+// Copying bitmaps: K_CopyBitmapHandle, K_DupBitmapNewDim,
 // K_FreeDuplicateBitmap, K_CopyBitmap, K_CopyBitmap2, K_CopyBitmapRect,
-// K_CopyBitmapRect2, K_TrimBitmap.
+// K_CopyBitmapRect2, K_TrimBitmap. The row copy itself, K_CopyBitmapData,
+// is the core's (core/copy_data.cpp).
 //
 // Copying sits above the core because a copy takes the palette, the gray
 // parameters and the frame colours along, which are colour services. A
@@ -11,6 +12,7 @@
 
 #include "core/alloc.h"
 #include "core/bitmap.h"
+#include "core/copy_data.h"
 #include "core/dispatch.h"
 #include "core/owned.h"
 #include "core/progress.h"
@@ -35,15 +37,6 @@ constexpr int kRegionCopySlot = 1;
 using RegionCopy = int32_t (*)(RASTERBITMAP *, RASTERBITMAP *, int32_t, int32_t);
 
 RegionCopy RegionCopier() { return reinterpret_cast<RegionCopy>(DisDispatchSlot(kRegionCopySlot)); }
-
-// The memory a copy keeps: a 1-bit compressed source stays compressed,
-// deeper ones fall back to conventional memory.
-uint32_t TypeFromFlags(uint32_t flags) {
-  if (flags & RBF_COMPRESSED) return MEMORY_TYPE_COMPRESSED | MEMORY_TYPE_CONV;
-  if (flags & RBF_SUPERCOMPRESSED) return MEMORY_TYPE_SUPERCOMPRESSED;
-  if (flags & RBF_DISK) return MEMORY_TYPE_DISK;
-  return MEMORY_TYPE_CONV;
-}
 
 bool IsGray(const RASTERBITMAP &bitmap) { return bitmap.ColorOrder == K_ORDER_GRAY; }
 
@@ -138,23 +131,6 @@ int32_t DuplicateRegion(RASTERBITMAP &destination, RASTERBITMAP &source) {
   const int32_t status = copy(&source, &source, 0, 0);
   destination.Region = status == K_SUCCESS ? source.Region : nullptr;
   source.Region = own;
-  return status;
-}
-
-int32_t CopyRows(RASTERBITMAP &destination, RASTERBITMAP &source) {
-  const uint32_t sourceStride = source.BitmapBytesPerLine;
-  const uint32_t destinationStride = destination.BitmapBytesPerLine;
-  HeapBuffer row(std::max(sourceStride, destinationStride));
-  if (!row) return K_ERR_NOMEMORY;
-  std::memset(row.get(), 0, std::max(sourceStride, destinationStride));
-  Progress progress;
-  const int32_t rows = std::max(source.BitmapHeight, 0);
-  int32_t status = progress.StartCopy(0, 100, rows);
-  for (int32_t r = 0; r < rows && status == K_SUCCESS; ++r) {
-    K_GetBitmapRow(&source, row.get(), static_cast<uint32_t>(r), sourceStride);
-    K_PutBitmapRow(&destination, row.get(), static_cast<uint32_t>(r), destinationStride);
-    status = progress.Row();
-  }
   return status;
 }
 
@@ -254,17 +230,6 @@ KEST_API int32_t K_CopyBitmapHandle(RASTERBITMAP *destination, const RASTERBITMA
   return K_SUCCESS;
 }
 
-KEST_API int32_t K_CopyBitmapData(RASTERBITMAP *destination, RASTERBITMAP *source) {
-  if (destination == nullptr || source == nullptr || !IsAllocated(*destination) ||
-      !IsAllocated(*source)) {
-    return K_ERR_BITMAP;
-  }
-  if (destination == source) return K_SUCCESS;
-  if (!HasSize(*destination) || !HasSize(*source)) return K_ERR_RECORD_SIZE;
-  BitmapLock lockSource(source), lockDestination(destination);
-  return CopyRows(*destination, *source);
-}
-
 KEST_API int32_t K_DupBitmapNewDim(RASTERBITMAP *destination, RASTERBITMAP *source,
                                    int32_t recordSize, uint32_t width, uint32_t height,
                                    uint32_t bits, uint32_t options) {
@@ -278,7 +243,7 @@ KEST_API int32_t K_DupBitmapNewDim(RASTERBITMAP *destination, RASTERBITMAP *sour
   destination->ColorOrder = source->ColorOrder;
 
   if (options & DUP_PIXELS) {
-    const int32_t status = K_AllocateBitmap(destination, TypeFromFlags(destination->BitmapFlags));
+    const int32_t status = K_AllocateBitmap(destination, MemoryTypeForFlags(destination->BitmapFlags));
     if (status != K_SUCCESS) return status;
   }
   if (options & DUP_PALETTE) {

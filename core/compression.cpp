@@ -11,7 +11,7 @@
 
 #include "core/alloc.h"
 #include "core/bitmap.h"
-#include "core/progress.h"
+#include "core/copy_data.h"
 #include "kest/compressed.h"
 #include "kest/memory.h"
 #include "kest/rows.h"
@@ -23,36 +23,6 @@ namespace {
 constexpr uint32_t kImageFlags = RBF_WAIT_INPUT | RBF_TRANSPARENT | RBF_SIGNED | RBF_USE_LUT |
                                  RBF_PAINT_LUT | RBF_REGION_UNCLIPPED;
 constexpr uint32_t kCompressionFlags = RBF_COMPRESSED | RBF_SUPERCOMPRESSED;
-
-// The memory type a record of these flags asks for: run-compressed only
-// holds at 1 bit and super-compressed at 1, 8 and 24 bits; allocation drops
-// the request elsewhere.
-uint32_t TypeForFlags(uint32_t flags) {
-  if (flags & RBF_COMPRESSED) return MEMORY_TYPE_COMPRESSED | MEMORY_TYPE_CONV;
-  if (flags & RBF_SUPERCOMPRESSED) return MEMORY_TYPE_SUPERCOMPRESSED;
-  if (flags & RBF_DISK) return MEMORY_TYPE_DISK;
-  return MEMORY_TYPE_CONV;
-}
-
-// Row by row, reporting to the thread's copy-status callback. 1, a failed
-// row call's status, or the callback's answer when it stopped the copy.
-int32_t CopyRows(RASTERBITMAP &destination, RASTERBITMAP &source) {
-  BitmapLock lockSource(&source), lockDestination(&destination);
-  const uint32_t stride = source.BitmapBytesPerLine;
-  HeapBuffer row(stride);
-  if (!row) return K_ERR_NOMEMORY;
-  Progress progress;
-  int32_t status = progress.StartCopy(0, 100, source.BitmapHeight);
-  for (int32_t y = 0; y < source.BitmapHeight && status == K_SUCCESS; ++y) {
-    int32_t moved = K_GetBitmapRow(&source, row.get(), static_cast<uint32_t>(y), stride);
-    if (moved >= 0) {
-      moved = K_PutBitmapRow(&destination, row.get(), static_cast<uint32_t>(y),
-                             destination.BitmapBytesPerLine);
-    }
-    status = moved < 0 ? moved : progress.Row();
-  }
-  return status;
-}
 
 // Hands what the old record owns besides its pixels to the new one, with
 // the fields that describe the image.
@@ -129,8 +99,8 @@ KEST_API int32_t K_ChangeBitmapCompression(RASTERBITMAP *bitmap, int32_t compres
   K_InitBitmap(&fresh, RASTERBITMAP_SIZE, static_cast<uint32_t>(bitmap->BitmapWidth),
                static_cast<uint32_t>(bitmap->BitmapHeight),
                static_cast<uint32_t>(bitmap->BitmapBits));
-  const uint32_t type = TypeForFlags((flags & ~kCompressionFlags) | wanted);
-  if (K_AllocateBitmap(&fresh, type) == K_SUCCESS && CopyRows(fresh, *bitmap) != K_SUCCESS) {
+  const uint32_t type = MemoryTypeForFlags((flags & ~kCompressionFlags) | wanted);
+  if (K_AllocateBitmap(&fresh, type) == K_SUCCESS && CopyBitmapRows(fresh, *bitmap, RowErrors::Stop) != K_SUCCESS) {
     K_FreeBitmap(&fresh);
   }
   AdoptImage(fresh, *bitmap);

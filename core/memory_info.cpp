@@ -6,6 +6,7 @@
 
 #include "core/alloc.h"
 #include "core/bitmap.h"
+#include "core/copy_data.h"
 #include "core/settings.h"
 #include "core/tiles.h"
 #include "kest/rows.h"
@@ -34,24 +35,6 @@ void ReleasePixels(RASTERBITMAP record, bool keepPaintTable) {
     record.BitmapFlags &= ~uint32_t{RBF_TILED};
   }
   K_FreeBitmap(&record);
-}
-
-// Copies every row from source to target through the row calls, so that
-// any memory kind reaches any other. -2 when the target has no pixels.
-int32_t CopyRows(RASTERBITMAP &source, RASTERBITMAP &target) {
-  if (!IsAllocated(target) || !IsAllocated(source)) return K_ERR_BITMAP;
-  const uint32_t stride = source.BitmapBytesPerLine;
-  HeapBuffer row(std::max<uint32_t>(stride, 1));
-  if (!row) return K_ERR_NOMEMORY;
-  BitmapLock lockSource(&source);
-  BitmapLock lockTarget(&target);
-  const auto height = static_cast<uint32_t>(std::max(source.BitmapHeight, 0));
-  for (uint32_t r = 0; r < height; ++r) {
-    int32_t moved = K_GetBitmapRow(&source, row.get(), r, stride);
-    if (moved == static_cast<int32_t>(stride)) moved = K_PutBitmapRow(&target, row.get(), r, stride);
-    if (moved != static_cast<int32_t>(stride)) return moved < 0 ? moved : K_ERR_WRITE;
-  }
-  return K_SUCCESS;
 }
 
 // A new record of the same geometry and attributes in the requested type,
@@ -93,7 +76,8 @@ int32_t Rebuild(RASTERBITMAP &bitmap, uint32_t type, const MemoryInfo &wanted) {
     status = K_AllocateBitmap(fresh, (type & MEMORY_TYPE_TILED) ? MEMORY_TYPE_CONV : type);
   }
   if (status != K_SUCCESS) return status;
-  status = CopyRows(bitmap, *fresh);
+  // A table made without the allocation's flags has no pixels to copy to.
+  status = IsAllocated(*fresh) ? CopyBitmapRows(*fresh, bitmap, RowErrors::Stop) : K_ERR_BITMAP;
   if (status != K_SUCCESS) {
     ReleasePixels(*fresh, false);
     return status;
