@@ -16,5 +16,7 @@
 #include "kest/bitmap.h"
 #include "kest/palette.h"
 #include "kest/rows.h"
+#include "kest/convert.h"
+#include "kest/gray.h"
 
 #endif /* KESTRASTER_H */
