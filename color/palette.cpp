@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "kest/gray.h"
 #include "kest/palette.h"
 #include "kest/status.h"
 
@@ -30,15 +31,6 @@ int32_t GrayClassOfLevel(uint8_t level) {
   return level == 0 ? GRAY_ORDEREDNORMAL : level == 255 ? GRAY_ORDEREDREVERSE : GRAY_NOTORDERED;
 }
 
-// The gray window's width in bits, by the rule of the gray parameters: a
-// negative low bit counts as 0, a negative high bit as the top bit, and the
-// width is cut to the maximum (the window keeps its top bits).
-int32_t GrayWindowWidth(int32_t totalBits, int32_t maximum, int32_t lowBit, int32_t highBit) {
-  if (lowBit < 0) lowBit = 0;
-  if (highBit < 0) highBit = totalBits - 1;
-  return std::min(highBit - lowBit + 1, maximum);
-}
-
 // A record in gray order is classed by its look-up table, where one is in
 // force: the entries the window can reach must be gray, and the entry the
 // lowest value maps to (the middle one for signed data) tells the order.
@@ -47,8 +39,10 @@ int32_t GrayClassOfLookUp(const RASTERBITMAP &bitmap) {
       bitmap.LevelLUTLength == 0) {
     return GRAY_ORDEREDNORMAL;
   }
-  const int32_t width = GrayWindowWidth(bitmap.BitmapBits, bitmap.BitmapBits, bitmap.DataLowBit,
-                                        bitmap.DataHighBit);
+  int32_t width = 0, shift = 0;
+  uint32_t mask = 0;
+  K_GetGrayParams(bitmap.BitmapBits, bitmap.BitmapBits, bitmap.DataLowBit, bitmap.DataHighBit,
+                  &width, &mask, &shift);
   // Entries past the table's end are not there to be read.
   uint32_t reach = bitmap.LevelLUTLength;
   if (width < 0) {

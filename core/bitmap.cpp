@@ -15,6 +15,7 @@
 #include "core/owned.h"
 #include "core/settings.h"
 #include "core/storage.h"
+#include "kest/gray.h"
 #include "kest/memory.h"
 #include "kest/palette.h"
 

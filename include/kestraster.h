@@ -22,4 +22,7 @@
 #include "kest/storage.h"
 #include "kest/compressed.h"
 
+#include "kest/convert.h"
+#include "kest/gray.h"
+
 #endif /* KESTRASTER_H */

@@ -130,7 +130,5 @@ KEST_API int32_t K_SetBitmapDataPointer(RASTERBITMAP *bitmap, void *data, uint32
 KEST_API int32_t K_ChangeBitmapHeight(RASTERBITMAP *bitmap, int32_t height);
 /* Recomputes BitmapSize for the memory kind. 1, -2, -789. */
 KEST_API int32_t K_UpdateBitmapSize(RASTERBITMAP *bitmap);
-/* Frees LevelLUT and PaintLUT and nulls both. 1, or -13 for null. */
-KEST_API int32_t K_FreeGrayParams(RASTERBITMAP *bitmap);
 
 #endif /* KEST_BITMAP_H */

@@ -1,0 +1,142 @@
+// Every pair of bit counts and orders, on random rows: the entry's path
+// (a kernel where the table has one) gives the generic path's bytes, the
+// bits past the row included, and a refused combination writes nothing.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+#include <vector>
+
+#include "color/convert.h"
+#include "color/convert_kernels.h"
+#include "kestraster.h"
+
+namespace {
+
+using kest::convert::Plan;
+using kest::convert::Request;
+
+constexpr int32_t kBits[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
+constexpr uint32_t kOrders[] = {K_ORDER_RGB, K_ORDER_BGR, K_ORDER_GRAY, 3, K_ORDER_EXTENDED};
+
+class Trial {
+ public:
+  explicit Trial(uint32_t seed) : random_(seed) {}
+
+  int Pick(int from, int to) { return std::uniform_int_distribution<int>(from, to)(random_); }
+  uint8_t Byte() { return static_cast<uint8_t>(Pick(0, 255)); }
+
+  std::vector<RGBQUAD> Palette(size_t count) {
+    std::vector<RGBQUAD> palette(count);
+    for (RGBQUAD &entry : palette) entry = RGBQUAD{Byte(), Byte(), Byte(), Byte()};
+    return palette;
+  }
+
+  // Widths of one pixel, of a few, and of several blocks of the kernels.
+  int32_t Width() {
+    switch (Pick(0, 3)) {
+      case 0: return 1;
+      case 1: return Pick(2, 20);
+      default: return Pick(21, 700);
+    }
+  }
+
+  // A window inside bits (sometimes outside, to be refused) as low, high.
+  std::pair<int32_t, int32_t> Window(int32_t bits) {
+    const int32_t top = std::max(bits, 1) - 1;
+    int32_t low = Pick(-1, top), high = Pick(-1, top);
+    if (low > high && high >= 0 && Pick(0, 3) != 0) std::swap(low, high);
+    if (Pick(0, 15) == 0) high = top + 1;
+    return {low, high};
+  }
+
+ private:
+  std::mt19937 random_;
+};
+
+TEST(ConvertRandom, EntryPathGivesTheGenericBytes) {
+  Trial trial(20240611);
+  std::set<kest::convert::KernelFunction> kernelsSeen;
+  int converted = 0, refused = 0;
+  const std::vector<RGBQUAD> widePalette = trial.Palette(65536);
+  for (int32_t sourceBits : kBits) {
+    for (int32_t targetBits : kBits) {
+      for (uint32_t sourceOrder : kOrders) {
+        for (uint32_t targetOrder : kOrders) {
+          for (int round = 0; round < 3; ++round) {
+            Request r;
+            r.width = trial.Width();
+            r.sourceBits = sourceBits;
+            r.targetBits = targetBits;
+            r.sourceOrder = sourceOrder;
+            r.targetOrder = targetOrder;
+            r.flags = static_cast<uint32_t>(trial.Pick(0, 1) * CONVERT_ALPHA_VALUE |
+                                            trial.Pick(0, 1) * CONVERT_ALPHA_OPAQUE);
+            switch (trial.Pick(0, 3)) {
+              case 0: {
+                r.flags |= CONVERT_SOURCE_WINDOW;
+                std::tie(r.lowBit, r.highBit) = trial.Window(sourceBits);
+                break;
+              }
+              case 1: {
+                r.flags |= CONVERT_TARGET_WINDOW;
+                std::tie(r.lowBit, r.highBit) = trial.Window(targetBits);
+                break;
+              }
+              default: break;
+            }
+            // Source palettes: 2^bits entries, so that a gray index of 12 or
+            // 16 bits finds one; sometimes none, for the fixed palettes.
+            std::vector<RGBQUAD> sourcePalette = trial.Palette(256);
+            std::vector<RGBQUAD> targetPalette = trial.Palette(256);
+            if (trial.Pick(0, 3) == 0) {
+              // A target palette that begins with the source's: the index map
+              // is the identity.
+              std::copy(sourcePalette.begin(), sourcePalette.begin() + 256, targetPalette.begin());
+            }
+            r.sourcePalette = trial.Pick(0, 2) == 0 ? nullptr
+                              : sourceBits == 12 || sourceBits == 16 ? widePalette.data()
+                                                                     : sourcePalette.data();
+            r.targetPalette = trial.Pick(0, 2) == 0 ? nullptr : targetPalette.data();
+
+            // The row, and random bytes beyond it that must survive.
+            const uint32_t size = K_CalcConvertSize(static_cast<uint32_t>(r.width),
+                                                    static_cast<uint32_t>(sourceBits),
+                                                    static_cast<uint32_t>(r.width),
+                                                    static_cast<uint32_t>(targetBits)) + 8;
+            std::vector<uint8_t> generic(size);
+            for (uint8_t &byte : generic) byte = trial.Byte();
+            std::vector<uint8_t> entry = generic;
+            const std::vector<uint8_t> before = generic;
+
+            Plan plan;
+            const int32_t planned = kest::convert::MakePlan(r, plan);
+            const int32_t status = K_ConvertBufferExt(
+                entry.data(), r.width, sourceBits, targetBits, sourceOrder, targetOrder,
+                r.sourcePalette, r.targetPalette, r.flags, r.lowBit, r.highBit);
+            ASSERT_EQ(status, planned);
+            if (planned != K_SUCCESS) {
+              ASSERT_EQ(status, K_ERR_PARAMETER);
+              ASSERT_EQ(entry, before) << "refused, yet written";
+              ++refused;
+              continue;
+            }
+            if (!plan.unchanged) kest::convert::ConvertGeneric(generic.data(), plan);
+            if (const auto kernel = kest::convert::FindKernel(plan); kernel && !plan.unchanged) {
+              kernelsSeen.insert(kernel);
+            }
+            ASSERT_EQ(entry, generic) << sourceBits << "/" << sourceOrder << " -> " << targetBits
+                                      << "/" << targetOrder << " width " << r.width << " flags "
+                                      << r.flags << " window " << r.lowBit << ".." << r.highBit;
+            ++converted;
+          }
+        }
+      }
+    }
+  }
+  EXPECT_EQ(kernelsSeen.size(), kest::convert::testing::KernelCount());
+  EXPECT_GT(converted, 3000);
+  EXPECT_GT(refused, 3000);
+}
+
+}  // namespace
