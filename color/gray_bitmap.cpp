@@ -238,7 +238,7 @@ KEST_API int32_t K_GrayScaleBitmap(RASTERBITMAP *bitmap, int32_t bits) {
   const int32_t check = CheckAllocated(bitmap);
   if (check != K_SUCCESS) return check;
   if ((bitmap->BitmapFlags & RBF_SIGNED) && !(bitmap->BitmapFlags & RBF_USE_LUT)) {
-    return K_ERR_SIGNED_BITMAP;
+    return K_ERR_SIGNED_DATA;
   }
   if (bits > 16) return K_ERR_BITS;
   if (bits != 8 && bits != 12 && bits != 16) return K_ERR_PARAMETER;

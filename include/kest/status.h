@@ -22,10 +22,6 @@
 #define K_ERR_NO_FILTER_F   (-357)   /* the band filter for 1 bit is not installed */
 #define K_ERR_RECORD_SIZE   (-789)   /* the record's size word is not the library's */
 #define K_ERR_NULL_POINTER  (-814)   /* a required pointer was null */
-<<<<<<< HEAD
-#define K_ERR_SIGNED_DATA  (-1360)   /* signed gray data, which this call cannot take */
-=======
-#define K_ERR_SIGNED_BITMAP (-1360)  /* signed gray values where colours are needed; no text */
->>>>>>> convert
+#define K_ERR_SIGNED_DATA  (-1360)   /* signed gray data, where colours are needed; no text */
 
 #endif /* KEST_STATUS_H */
