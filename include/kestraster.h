@@ -24,5 +24,6 @@
 
 #include "kest/convert.h"
 #include "kest/gray.h"
+#include "kest/pixels.h"
 
 #endif /* KESTRASTER_H */

@@ -12,6 +12,7 @@
 #define K_ERR_READ            (-7)   /* a file read failed */
 #define K_ERR_WIDTH_HEIGHT   (-11)   /* bad width, height or position; nothing to allocate */
 #define K_ERR_PARAMETER      (-13)   /* an argument out of its range, or a null pointer */
+#define K_ERR_NOT_AVAILABLE  (-16)   /* "Feature not available": the step needs a part not built yet */
 #define K_ERR_BITS           (-27)   /* bits per pixel not accepted here */
 #define K_ERR_NO_DISPATCH    (-30)   /* no display dispatch table is installed */
 #define K_ERR_USER_ABORT    (-100)   /* a progress callback asked to stop */
