@@ -16,6 +16,20 @@
 namespace kest {
 namespace {
 
+// Pixels that are one block of memory (mapped, global or the caller's).
+bool InMemory(const RASTERBITMAP &bitmap) {
+  return (bitmap.BitmapFlags & RBF_CONVENTIONAL) && !(bitmap.BitmapFlags & kNonLinearFlags) &&
+         bitmap.BitmapData != nullptr;
+}
+
+// Between two memory bitmaps of one stride the rows go straight from pixels
+// to pixels: one copy instead of two through a row buffer.
+bool DirectRows(const RASTERBITMAP &destination, const RASTERBITMAP &source) {
+  return InMemory(destination) && InMemory(source) &&
+         destination.BitmapBytesPerLine == source.BitmapBytesPerLine &&
+         destination.BitmapSize >= source.BitmapSize;
+}
+
 bool BothCompressed(const RASTERBITMAP &a, const RASTERBITMAP &b) {
   return (a.BitmapFlags & RBF_COMPRESSED) && (b.BitmapFlags & RBF_COMPRESSED);
 }
@@ -41,6 +55,25 @@ int32_t CopyOneRow(RASTERBITMAP &destination, RASTERBITMAP &source, uint8_t *buf
   return K_SUCCESS;
 }
 
+int32_t CopyDirect(RASTERBITMAP &destination, const RASTERBITMAP &source) {
+  const size_t stride = source.BitmapBytesPerLine;
+  const auto *from = static_cast<const uint8_t *>(source.BitmapData);
+  auto *to = static_cast<uint8_t *>(destination.BitmapData);
+  Progress progress;
+  const int32_t rows = std::max(source.BitmapHeight, 0);
+  int32_t status = progress.StartCopy(0, 100, rows);
+  if (status != K_SUCCESS) return status;
+  if (progress.ProgressCallback == nullptr) {
+    std::memcpy(to, from, stride * static_cast<size_t>(rows));
+    return K_SUCCESS;
+  }
+  for (int32_t r = 0; r < rows && status == K_SUCCESS; ++r) {
+    std::memcpy(to + stride * r, from + stride * r, stride);
+    status = progress.Row();
+  }
+  return status;
+}
+
 }  // namespace
 
 uint32_t MemoryTypeForFlags(uint32_t flags) {
@@ -52,6 +85,7 @@ uint32_t MemoryTypeForFlags(uint32_t flags) {
 
 int32_t CopyBitmapRows(RASTERBITMAP &destination, RASTERBITMAP &source, RowErrors errors) {
   BitmapLock lockSource(&source), lockDestination(&destination);
+  if (DirectRows(destination, source)) return CopyDirect(destination, source);
   const bool runs = BothCompressed(destination, source);
   // A run row of w pixels needs at most w + 1 runs of 16 bits and its count.
   const uint64_t width = static_cast<uint64_t>(std::max(source.BitmapWidth, 0));

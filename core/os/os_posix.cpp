@@ -134,6 +134,12 @@ void *MapViewOfFile(HANDLE mapping, uint64_t offset, size_t size) {
   void *view;
   if (object->fd < 0) {
     view = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+#ifdef MADV_HUGEPAGE
+    // Large pixel blocks are filled row after row: large pages take one
+    // fault where small ones take five hundred.
+    constexpr size_t kLargePage = size_t{2} << 20;
+    if (view != MAP_FAILED && size >= 4 * kLargePage) madvise(view, size, MADV_HUGEPAGE);
+#endif
   } else {
     view = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, object->fd,
                 static_cast<off_t>(offset));
