@@ -296,42 +296,49 @@ KEST_API int32_t K_FreeDuplicateBitmap(RASTERBITMAP *bitmap, uint8_t options) {
   return K_SUCCESS;
 }
 
-KEST_API int32_t K_CopyBitmap(RASTERBITMAP *destination, RASTERBITMAP *source, int32_t recordSize) {
+namespace kest {
+namespace {
+
+// The deep copy of K_CopyBitmap (the source's memory kind) and K_CopyBitmap2
+// (withType: a full duplicate but the pixels, then memoryType). A failure
+// after the duplicate frees everything it made.
+int32_t DeepCopy(RASTERBITMAP *destination, RASTERBITMAP *source, int32_t recordSize,
+                 bool withType, uint32_t memoryType) {
   if (destination == nullptr || source == nullptr || !IsAllocated(*source)) return K_ERR_PARAMETER;
   if (destination == source) return K_SUCCESS;
   if (!HasSize(*source) || recordSize != RASTERBITMAP_SIZE) return K_ERR_RECORD_SIZE;
   int32_t status = K_DupBitmapNewDim(destination, source, recordSize,
                                      static_cast<uint32_t>(source->BitmapWidth),
                                      static_cast<uint32_t>(source->BitmapHeight),
-                                     static_cast<uint32_t>(source->BitmapBits), kFullCopy);
+                                     static_cast<uint32_t>(source->BitmapBits),
+                                     withType ? kAllButPixels : kFullCopy);
   if (status != K_SUCCESS) return status;
+  if (withType) {
+    if (IsGray(*source)) {
+      destination->ColorOrder = K_ORDER_GRAY;
+      status = K_CopyGrayParams(destination, source);
+    }
+    if (status == K_SUCCESS) status = K_AllocateBitmap(destination, memoryType);
+    if (status != K_SUCCESS) {
+      ReleaseDuplicate(*destination, kAllButPixels);
+      return status;
+    }
+  }
   status = K_CopyBitmapData(destination, source);
   if (status != K_SUCCESS) K_FreeBitmap(destination);
   return status;
 }
 
+}  // namespace
+}  // namespace kest
+
+KEST_API int32_t K_CopyBitmap(RASTERBITMAP *destination, RASTERBITMAP *source, int32_t recordSize) {
+  return DeepCopy(destination, source, recordSize, false, 0);
+}
+
 KEST_API int32_t K_CopyBitmap2(RASTERBITMAP *destination, RASTERBITMAP *source,
                                uint32_t memoryType, int32_t recordSize) {
-  if (destination == nullptr || source == nullptr || !IsAllocated(*source)) return K_ERR_PARAMETER;
-  if (destination == source) return K_SUCCESS;
-  if (!HasSize(*source) || recordSize != RASTERBITMAP_SIZE) return K_ERR_RECORD_SIZE;
-  int32_t status = K_DupBitmapNewDim(destination, source, recordSize,
-                                     static_cast<uint32_t>(source->BitmapWidth),
-                                     static_cast<uint32_t>(source->BitmapHeight),
-                                     static_cast<uint32_t>(source->BitmapBits), kAllButPixels);
-  if (status != K_SUCCESS) return status;
-  if (IsGray(*source)) {
-    destination->ColorOrder = K_ORDER_GRAY;
-    status = K_CopyGrayParams(destination, source);
-  }
-  if (status == K_SUCCESS) status = K_AllocateBitmap(destination, memoryType);
-  if (status != K_SUCCESS) {
-    ReleaseDuplicate(*destination, kAllButPixels);
-    return status;
-  }
-  status = K_CopyBitmapData(destination, source);
-  if (status != K_SUCCESS) K_FreeBitmap(destination);
-  return status;
+  return DeepCopy(destination, source, recordSize, true, memoryType);
 }
 
 KEST_API int32_t K_CopyBitmapRect(RASTERBITMAP *destination, RASTERBITMAP *source,

@@ -21,18 +21,10 @@
 namespace {
 
 using kest::test::FailingAllocation;
+using kest::test::SettingsGuard;
 using kest::test::TempDirectorySetting;
 using kest::test::TempFolder;
 
-// Restores the thread's memory settings at the end of a test.
-class SettingsGuard {
- public:
-  SettingsGuard() : saved_(kest::GetThreadSettings()) {}
-  ~SettingsGuard() { kest::GetThreadSettings() = saved_; }
-
- private:
-  kest::ThreadSettings saved_;
-};
 
 RASTERBITMAP Fresh() {
   RASTERBITMAP bitmap;

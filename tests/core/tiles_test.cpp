@@ -32,18 +32,11 @@
 namespace {
 
 using kest::test::FailingAllocation;
+using kest::test::SettingsGuard;
 using kest::test::TempDirectorySetting;
 using kest::test::TempFolder;
 using kest::tiles::TileTable;
 
-class SettingsGuard {
- public:
-  SettingsGuard() : saved_(kest::GetThreadSettings()) {}
-  ~SettingsGuard() { kest::GetThreadSettings() = saved_; }
-
- private:
-  kest::ThreadSettings saved_;
-};
 
 TileTable &Table(const RASTERBITMAP &bitmap) { return *kest::tiles::TableOf(bitmap); }
 

@@ -105,6 +105,9 @@ size_t PeakResidentBytes() {
 
 uint64_t FreeBytesAt(const std::string &path) { return kest::os::FreeDiskSpace(path.c_str()); }
 
+SettingsGuard::SettingsGuard() : saved_(kest::GetThreadSettings()) {}
+SettingsGuard::~SettingsGuard() { kest::GetThreadSettings() = saved_; }
+
 TempDirectorySetting::TempDirectorySetting(const std::string &path) {
   char *directory = kest::GetThreadSettings().TempDirectory;
   std::memcpy(saved_, directory, sizeof saved_);

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/alloc.h"
+#include "core/settings.h"
 
 namespace kest::test {
 
@@ -49,6 +50,18 @@ size_t PeakResidentBytes();
 
 // Bytes free for this user where path lives.
 uint64_t FreeBytesAt(const std::string &path);
+
+// Restores the thread's settings, all of them, when it goes.
+class SettingsGuard {
+ public:
+  SettingsGuard();
+  ~SettingsGuard();
+  SettingsGuard(const SettingsGuard &) = delete;
+  SettingsGuard &operator=(const SettingsGuard &) = delete;
+
+ private:
+  kest::ThreadSettings saved_;
+};
 
 // Points the thread's temporary directory at a folder while it lives.
 class TempDirectorySetting {
