@@ -6,20 +6,16 @@
 #include <array>
 
 #include "core/alloc.h"
+#include "core/palette_levels.h"
 #include "kest/palette.h"
 #include "kest/status.h"
 
 namespace {
 
-constexpr uint8_t kLevels4[4] = {0x00, 0x55, 0xAA, 0xFF};
-constexpr uint8_t kLevels8[8] = {0x00, 0x24, 0x49, 0x6D, 0x92, 0xB6, 0xDB, 0xFF};
-constexpr uint32_t kVga16[16] = {0x000000, 0x800000, 0x008000, 0x808000, 0x000080, 0x800080,
-                                 0x008080, 0x808080, 0xC0C0C0, 0xFF0000, 0x00FF00, 0xFFFF00,
-                                 0x0000FF, 0xFF00FF, 0x00FFFF, 0xFFFFFF};  // as RRGGBB
-
-constexpr RGBQUAD Rgb(uint8_t red, uint8_t green, uint8_t blue) {
-  return RGBQUAD{blue, green, red, 0};
-}
+using kest::kLevels4;
+using kest::kLevels8;
+using kest::kVga16;
+using kest::Rgb;
 
 // Start of the table for each bit count. The tables are stored back to back
 // in this order: a 4-colour request served from the 1-bit table runs on

@@ -223,27 +223,16 @@ TEST(AllocateBitmap, DiskFileHoldsEveryRowAndOneByteMore) {
 // Windows deletes the file when the last handle closes, which a killed
 // process's handles do too; the POSIX side unlinks at creation. Only POSIX
 // can fork, so this proof is POSIX's.
+char AllocateDiskBitmap(const std::string &folder) {
+  TempDirectorySetting temp(folder);
+  RASTERBITMAP bitmap;
+  K_InitBitmap(&bitmap, RASTERBITMAP_SIZE, 4000, 1000, 24);
+  return K_AllocateBitmap(&bitmap, MEMORY_TYPE_DISK) == K_SUCCESS ? 'y' : 'n';
+}
+
 TEST(AllocateBitmap, AKilledProcessLeavesNoDiskFile) {
   TempFolder folder;
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    TempDirectorySetting temp(folder.path());
-    RASTERBITMAP bitmap;
-    K_InitBitmap(&bitmap, RASTERBITMAP_SIZE, 4000, 1000, 24);
-    const char result = K_AllocateBitmap(&bitmap, MEMORY_TYPE_DISK) == K_SUCCESS ? 'y' : 'n';
-    (void)!write(ready[1], &result, 1);
-    for (;;) pause();
-  }
-  char result = 0;
-  EXPECT_EQ(read(ready[0], &result, 1), 1);
-  EXPECT_EQ(result, 'y');
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
-  close(ready[0]);
-  close(ready[1]);
+  EXPECT_EQ(kest::test::ReportFromKilledChild(AllocateDiskBitmap, folder.path()), 'y');
   EXPECT_EQ(folder.CountFiles(), 0);
 }
 #endif

@@ -729,35 +729,23 @@ TEST(TileFiles, FullAndReadOnlyFileSystems) {
 // The files of disk tiles are gone when the process is killed: POSIX
 // unlinks them as they are made. Windows deletes them when a killed
 // process's handles close, which only POSIX can prove here, by fork.
+char WriteDiskTiles(const std::string &folder) {
+  TempDirectorySetting temp(folder);
+  kest::GetThreadSettings().TiledBitmapsSize = 4096;
+  kest::GetThreadSettings().MemoryConventionalTile = 2;
+  kest::GetThreadSettings().MaxConventionalSize = 1;
+  RASTERBITMAP bitmap;
+  K_InitBitmap(&bitmap, RASTERBITMAP_SIZE, 400, 100, 24);
+  const bool onDisk = K_AllocateBitmap(&bitmap, MEMORY_TYPE_CONV) == K_SUCCESS &&
+                      Table(bitmap).ConvTileCount < Table(bitmap).TileCount;
+  std::vector<uint8_t> row(bitmap.BitmapBytesPerLine, 0x5A);
+  for (int32_t r = 0; onDisk && r < 100; ++r) K_PutBitmapRow(&bitmap, row.data(), r, 1200);
+  return onDisk ? 'y' : 'n';
+}
+
 TEST(TileFiles, AKilledProcessLeavesNone) {
   TempFolder folder;
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    TempDirectorySetting temp(folder.path());
-    kest::GetThreadSettings().TiledBitmapsSize = 4096;
-    kest::GetThreadSettings().MemoryConventionalTile = 2;
-    kest::GetThreadSettings().MaxConventionalSize = 1;
-    RASTERBITMAP bitmap;
-    K_InitBitmap(&bitmap, RASTERBITMAP_SIZE, 400, 100, 24);
-    char result = K_AllocateBitmap(&bitmap, MEMORY_TYPE_CONV) == K_SUCCESS &&
-                          Table(bitmap).ConvTileCount < Table(bitmap).TileCount
-                      ? 'y'
-                      : 'n';
-    std::vector<uint8_t> row(bitmap.BitmapBytesPerLine, 0x5A);
-    for (int32_t r = 0; r < 100; ++r) K_PutBitmapRow(&bitmap, row.data(), r, 1200);
-    (void)!write(ready[1], &result, 1);
-    for (;;) pause();
-  }
-  char result = 0;
-  EXPECT_EQ(read(ready[0], &result, 1), 1);
-  EXPECT_EQ(result, 'y');
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
-  close(ready[0]);
-  close(ready[1]);
+  EXPECT_EQ(kest::test::ReportFromKilledChild(WriteDiskTiles, folder.path()), 'y');
   EXPECT_EQ(folder.CountFiles(), 0);
 }
 #endif

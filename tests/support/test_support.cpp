@@ -7,6 +7,10 @@
 #if defined(_WIN32)
 #  include <windows.h>
 #  include <psapi.h>
+#else
+#  include <signal.h>
+#  include <sys/wait.h>
+#  include <unistd.h>
 #endif
 
 #include <cstdio>
@@ -117,5 +121,27 @@ TempDirectorySetting::TempDirectorySetting(const std::string &path) {
 TempDirectorySetting::~TempDirectorySetting() {
   std::memcpy(kest::GetThreadSettings().TempDirectory, saved_, sizeof saved_);
 }
+
+#if !defined(_WIN32)
+char ReportFromKilledChild(char (*work)(const std::string &), const std::string &argument) {
+  int ready[2];
+  if (pipe(ready) != 0) return 0;
+  const pid_t child = fork();
+  if (child == 0) {
+    const char result = work(argument);
+    (void)!write(ready[1], &result, 1);
+    for (;;) pause();
+  }
+  char result = 0;
+  if (child > 0) {
+    if (read(ready[0], &result, 1) != 1) result = 0;
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+  }
+  close(ready[0]);
+  close(ready[1]);
+  return result;
+}
+#endif
 
 }  // namespace kest::test

@@ -75,4 +75,11 @@ class TempDirectorySetting {
   char saved_[260];
 };
 
+#if !defined(_WIN32)
+// Runs work in a forked child, which reports one byte and then waits; the
+// child is killed with SIGKILL once the byte has arrived, and the byte is
+// returned (0 when none came). Proves what a killed process leaves behind.
+char ReportFromKilledChild(char (*work)(const std::string &), const std::string &argument);
+#endif
+
 }  // namespace kest::test
