@@ -35,6 +35,9 @@ TEST(SharedLibrary, ExportsTheInterfaceOnly) {
 
   EXPECT_NE(FindExport("K_CreateUserMatchTable"), nullptr);
   EXPECT_NE(FindExport("K_OsDeletePalette"), nullptr);
+  EXPECT_NE(FindExport("K_ConvertBufferExt"), nullptr);
+  EXPECT_NE(FindExport("K_GrayScaleBitmap"), nullptr);
+  EXPECT_NE(FindExport("K_WindowLevelFillLUT2"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest17GetThreadSettingsEv"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest18AllocationAllowedEv"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest10StatusTextEi"), nullptr);
