@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "core/alloc.h"
 #include "core/bitmap.h"
 #include "kest/gray.h"
 #include "kest/memory.h"
@@ -125,8 +124,8 @@ void PutRamp(const Fill &fill, const Channels &from, const Channels &to) {
 }
 
 // The checks both fill functions share, in their order, and the limits.
-// keepRange marks the first function, which also refuses negative levels
-// in an unsigned table.
+// `first` marks K_WindowLevelFillLUT, which also refuses negative levels in
+// an unsigned table.
 int32_t PrepareFill(RGBQUAD *table, uint32_t length, int32_t low, int32_t high, int32_t lowBit,
                     int32_t highBit, int32_t minimum, int32_t maximum, int32_t factor,
                     uint32_t flags, bool first, Fill &fill) {
