@@ -58,15 +58,29 @@ void ForEachBlock(uint8_t *buffer, const Plan &plan, Fn &&fn) {
 
 // ---- 24 and 32 bits ----
 
+// A pixel as a 32-bit word: three bytes and alpha on top. The last pixel of
+// a block is read byte by byte, as the word would reach past the block.
+template <bool Swap>
+inline uint32_t Word24(const uint8_t *p, uint32_t top) {
+  const uint32_t b0 = p[0], b1 = p[1], b2 = p[2];
+  return (Swap ? b2 | b1 << 8 | b0 << 16 : b0 | b1 << 8 | b2 << 16) | top;
+}
+
 template <bool Swap>
 void Block24To32(const uint8_t *KEST_RESTRICT s, uint8_t *KEST_RESTRICT d, size_t n,
                  uint8_t alpha) {
-  for (size_t i = 0; i < n; ++i) {
-    d[4 * i + 0] = s[3 * i + (Swap ? 2 : 0)];
-    d[4 * i + 1] = s[3 * i + 1];
-    d[4 * i + 2] = s[3 * i + (Swap ? 0 : 2)];
-    d[4 * i + 3] = alpha;
+  const uint32_t top = uint32_t{alpha} << 24;
+  for (size_t i = 0; i + 1 < n; ++i) {
+    uint32_t word;
+    std::memcpy(&word, s + 3 * i, 4);
+    if constexpr (Swap) {
+      word = (word & 0x00FF00u) | (word >> 16 & 0xFFu) | (word & 0xFFu) << 16;
+    }
+    word = (word & 0xFFFFFFu) | top;
+    std::memcpy(d + 4 * i, &word, 4);
   }
+  const uint32_t last = Word24<Swap>(s + 3 * (n - 1), top);
+  std::memcpy(d + 4 * (n - 1), &last, 4);
 }
 
 template <bool Swap>
