@@ -319,16 +319,12 @@ void TableToPacked(uint8_t *buffer, const Plan &plan) {
 }
 
 void Window16ToBytes(uint8_t *buffer, const Plan &plan) {
-  uint8_t table[256];
-  FillTable(plan, plan.sourceMask + 1, plan.sourceShift, table);
   const uint32_t shift = static_cast<uint32_t>(plan.sourceShift);
   const uint32_t mask = plan.sourceMask;
-  bool identity = mask == 0xFF;
-  for (uint32_t value = 0; identity && value <= mask; ++value) identity = table[value] == value;
-  if (identity) {
-    // A window of 8 bits read as it is: a shift, which the compiler does
-    // eight words at a time.
-    ForEachBlock(buffer, plan, [&](const uint8_t *s, uint8_t *d, size_t n) {
+  if (mask == 0xFF && plan.target == Target::GrayByte) {
+    // A gray byte of an 8-bit window is the window's value (w * 255 / 255):
+    // a shift, which the compiler does eight words at a time.
+    ForEachBlock(buffer, plan, [&](const uint8_t *KEST_RESTRICT s, uint8_t *KEST_RESTRICT d, size_t n) {
       for (size_t i = 0; i < n; ++i) {
         uint16_t word;
         std::memcpy(&word, s + 2 * i, 2);
@@ -337,6 +333,8 @@ void Window16ToBytes(uint8_t *buffer, const Plan &plan) {
     });
     return;
   }
+  uint8_t table[256];
+  FillTable(plan, mask + 1, plan.sourceShift, table);
   ForEachBlock(buffer, plan, [&](const uint8_t *s, uint8_t *d, size_t n) {
     for (size_t i = 0; i < n; ++i) {
       const uint32_t word = s[2 * i] | uint32_t{s[2 * i + 1]} << 8;
