@@ -62,6 +62,14 @@ constexpr std::array<std::array<Mask, 3>, 3> kSwap3 = {{
     {SwapMask(2, 0), SwapMask(2, 1), SwapMask(2, 2)},
 }};
 
+constexpr bool Empty(const Mask &mask) {
+  for (int8_t byte : mask) {
+    if (byte >= 0) return false;
+  }
+  return true;
+}
+static_assert(Empty(kSwap3[0][2]) && Empty(kSwap3[2][0]));
+
 KEST_SSSE3 inline __m128i Load(const uint8_t *p) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
 }
@@ -163,19 +171,18 @@ KEST_SSSE3 void Narrow32To24Shuffled(uint8_t *buffer, const Plan &plan) {
 KEST_SSSE3 void Swap24Shuffled(uint8_t *buffer, const Plan &plan) {
   const size_t width = plan.width;
   const size_t groups = width / 16;
-  __m128i masks[3][3];
-  for (int out = 0; out < 3; ++out) {
-    for (int in = 0; in < 3; ++in) masks[out][in] = Use(kSwap3[out][in]);
-  }
+  // The first output vector reaches only into the second input vector, the
+  // last only back into the second: seven shuffles, not nine.
+  const __m128i m00 = Use(kSwap3[0][0]), m01 = Use(kSwap3[0][1]);
+  const __m128i m10 = Use(kSwap3[1][0]), m11 = Use(kSwap3[1][1]), m12 = Use(kSwap3[1][2]);
+  const __m128i m21 = Use(kSwap3[2][1]), m22 = Use(kSwap3[2][2]);
   for (size_t group = 0; group < groups; ++group) {
     uint8_t *p = buffer + 48 * group;
-    const __m128i v[3] = {Load(p), Load(p + 16), Load(p + 32)};
-    for (int out = 0; out < 3; ++out) {
-      __m128i r = _mm_shuffle_epi8(v[0], masks[out][0]);
-      r = _mm_or_si128(r, _mm_shuffle_epi8(v[1], masks[out][1]));
-      r = _mm_or_si128(r, _mm_shuffle_epi8(v[2], masks[out][2]));
-      Store(p + 16 * out, r);
-    }
+    const __m128i v0 = Load(p), v1 = Load(p + 16), v2 = Load(p + 32);
+    Store(p, _mm_or_si128(_mm_shuffle_epi8(v0, m00), _mm_shuffle_epi8(v1, m01)));
+    Store(p + 16, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(v0, m10), _mm_shuffle_epi8(v1, m11)),
+                               _mm_shuffle_epi8(v2, m12)));
+    Store(p + 32, _mm_or_si128(_mm_shuffle_epi8(v1, m21), _mm_shuffle_epi8(v2, m22)));
   }
   for (size_t x = groups * 16; x < width; ++x) std::swap(buffer[3 * x], buffer[3 * x + 2]);
 }
