@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <cstring>
+#include <iterator>
 
 #include "color/convert_kernels.h"
 #include "kest/gray.h"
@@ -214,23 +215,24 @@ struct KernelRow {
 };
 
 using namespace kernels;
-constexpr std::array<int8_t, 5> kOne(int8_t bits) { return {bits, -1, -1, -1, -1}; }
-constexpr std::array<int8_t, 3> kTo(int8_t bits) { return {bits, -1, -1}; }
+// A row that takes one bit count.
+constexpr std::array<int8_t, 5> SourceBits(int8_t bits) { return {bits, -1, -1, -1, -1}; }
+constexpr std::array<int8_t, 3> TargetBits(int8_t bits) { return {bits, -1, -1}; }
 constexpr std::array<int8_t, 5> kValues = {0, 1, 2, 4, 8};
 
 constexpr KernelRow kKernels[] = {
-    {kOne(24), From::Color8, kTo(32), To::Color8, Orders::Any, Expand24To32, Expand24To32Shuffled},
-    {kOne(32), From::Color8, kTo(24), To::Color8, Orders::Any, Narrow32To24, Narrow32To24Shuffled},
-    {kOne(24), From::Color8, kTo(24), To::Color8, Orders::Swapped, Swap24, Swap24Shuffled},
-    {kOne(32), From::Color8, kTo(32), To::Color8, Orders::Swapped, Swap32, Swap32Shuffled},
-    {kOne(24), From::Color8, kTo(0), To::GrayByte, Orders::Any, Gray24, Gray24Shuffled},
-    {kOne(32), From::Color8, kTo(0), To::GrayByte, Orders::Any, Gray32, Gray32Shuffled},
-    {kOne(48), From::Color16, kTo(24), To::Color8, Orders::Any, Narrow48To24, nullptr},
+    {SourceBits(24), From::Color8, TargetBits(32), To::Color8, Orders::Any, Expand24To32, Expand24To32Shuffled},
+    {SourceBits(32), From::Color8, TargetBits(24), To::Color8, Orders::Any, Narrow32To24, Narrow32To24Shuffled},
+    {SourceBits(24), From::Color8, TargetBits(24), To::Color8, Orders::Swapped, Swap24, Swap24Shuffled},
+    {SourceBits(32), From::Color8, TargetBits(32), To::Color8, Orders::Swapped, Swap32, Swap32Shuffled},
+    {SourceBits(24), From::Color8, TargetBits(0), To::GrayByte, Orders::Any, Gray24, Gray24Shuffled},
+    {SourceBits(32), From::Color8, TargetBits(0), To::GrayByte, Orders::Any, Gray32, Gray32Shuffled},
+    {SourceBits(48), From::Color16, TargetBits(24), To::Color8, Orders::Any, Narrow48To24, nullptr},
     {kValues, From::Value, {0, 8, -1}, To::Any, Orders::Any, TableToBytes, nullptr},
-    {kValues, From::Value, kTo(24), To::Color8, Orders::Any, TableTo24, nullptr},
-    {kValues, From::Value, kTo(32), To::Color8, Orders::Any, TableTo32, nullptr},
+    {kValues, From::Value, TargetBits(24), To::Color8, Orders::Any, TableTo24, nullptr},
+    {kValues, From::Value, TargetBits(32), To::Color8, Orders::Any, TableTo32, nullptr},
     {{0, 8, -1, -1, -1}, From::Value, {1, 2, 4}, To::Any, Orders::Any, TableToPacked, nullptr},
-    {kOne(16), From::GrayWindow, {0, 8, -1}, To::Any, Orders::Any, Window16ToBytes, nullptr},
+    {SourceBits(16), From::GrayWindow, {0, 8, -1}, To::Any, Orders::Any, Window16ToBytes, nullptr},
 };
 
 // The shuffled forms are taken where the processor has them, unless a test
