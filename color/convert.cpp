@@ -104,8 +104,9 @@ void ResolveSource(const Request &r, uint32_t flags, Plan &plan) {
   if (!gray) {
     // Indices of 1 to 8 bits, into the palette or the fixed one.
     plan.source = Source::Index;
-    plan.sourcePalette =
-        r.sourcePalette != nullptr ? r.sourcePalette : K_IntGetFixedPalette(static_cast<uint32_t>(bits));
+    plan.sourcePalette = r.sourcePalette != nullptr
+                             ? r.sourcePalette
+                             : K_IntGetFixedPalette(static_cast<uint32_t>(bits));
     K_GetGrayParams(bits, bits, -1, -1, &width, &plan.sourceMask,
                     &plan.sourceShift);
     return;
@@ -220,19 +221,29 @@ constexpr std::array<int8_t, 5> SourceBits(int8_t bits) { return {bits, -1, -1, 
 constexpr std::array<int8_t, 3> TargetBits(int8_t bits) { return {bits, -1, -1}; }
 constexpr std::array<int8_t, 5> kValues = {0, 1, 2, 4, 8};
 
+// Columns: source bits, source, target bits, target, orders, the plain
+// kernel, its shuffled form.
 constexpr KernelRow kKernels[] = {
-    {SourceBits(24), From::Color8, TargetBits(32), To::Color8, Orders::Any, Expand24To32, Expand24To32Shuffled},
-    {SourceBits(32), From::Color8, TargetBits(24), To::Color8, Orders::Any, Narrow32To24, Narrow32To24Shuffled},
-    {SourceBits(24), From::Color8, TargetBits(24), To::Color8, Orders::Swapped, Swap24, Swap24Shuffled},
-    {SourceBits(32), From::Color8, TargetBits(32), To::Color8, Orders::Swapped, Swap32, Swap32Shuffled},
-    {SourceBits(24), From::Color8, TargetBits(0), To::GrayByte, Orders::Any, Gray24, Gray24Shuffled},
-    {SourceBits(32), From::Color8, TargetBits(0), To::GrayByte, Orders::Any, Gray32, Gray32Shuffled},
-    {SourceBits(48), From::Color16, TargetBits(24), To::Color8, Orders::Any, Narrow48To24, nullptr},
+    {SourceBits(24), From::Color8, TargetBits(32), To::Color8, Orders::Any,  //
+     Expand24To32, Expand24To32Shuffled},
+    {SourceBits(32), From::Color8, TargetBits(24), To::Color8, Orders::Any,  //
+     Narrow32To24, Narrow32To24Shuffled},
+    {SourceBits(24), From::Color8, TargetBits(24), To::Color8, Orders::Swapped,  //
+     Swap24, Swap24Shuffled},
+    {SourceBits(32), From::Color8, TargetBits(32), To::Color8, Orders::Swapped,  //
+     Swap32, Swap32Shuffled},
+    {SourceBits(24), From::Color8, TargetBits(0), To::GrayByte, Orders::Any,  //
+     Gray24, Gray24Shuffled},
+    {SourceBits(32), From::Color8, TargetBits(0), To::GrayByte, Orders::Any,  //
+     Gray32, Gray32Shuffled},
+    {SourceBits(48), From::Color16, TargetBits(24), To::Color8, Orders::Any,  //
+     Narrow48To24, nullptr},
     {kValues, From::Value, {0, 8, -1}, To::Any, Orders::Any, TableToBytes, nullptr},
     {kValues, From::Value, TargetBits(24), To::Color8, Orders::Any, TableTo24, nullptr},
     {kValues, From::Value, TargetBits(32), To::Color8, Orders::Any, TableTo32, nullptr},
     {{0, 8, -1, -1, -1}, From::Value, {1, 2, 4}, To::Any, Orders::Any, TableToPacked, nullptr},
-    {SourceBits(16), From::GrayWindow, {0, 8, -1}, To::Any, Orders::Any, Window16ToBytes, nullptr},
+    {SourceBits(16), From::GrayWindow, {0, 8, -1}, To::Any, Orders::Any,  //
+     Window16ToBytes, nullptr},
 };
 
 // The shuffled forms are taken where the processor has them, unless a test

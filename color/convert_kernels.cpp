@@ -324,7 +324,8 @@ void Window16ToBytes(uint8_t *buffer, const Plan &plan) {
   if (mask == 0xFF && plan.target == Target::GrayByte) {
     // A gray byte of an 8-bit window is the window's value (w * 255 / 255):
     // a shift, which the compiler does eight words at a time.
-    ForEachBlock(buffer, plan, [&](const uint8_t *KEST_RESTRICT s, uint8_t *KEST_RESTRICT d, size_t n) {
+    ForEachBlock(buffer, plan, [&](const uint8_t *KEST_RESTRICT s, uint8_t *KEST_RESTRICT d,
+                                   size_t n) {
       for (size_t i = 0; i < n; ++i) {
         uint16_t word;
         std::memcpy(&word, s + 2 * i, 2);

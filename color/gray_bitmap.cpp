@@ -68,8 +68,9 @@ void CopyFrameFields(RASTERBITMAP &target, const RASTERBITMAP &source) {
 
 // The empty gray bitmap that will take the source's place.
 int32_t MakeGrayTarget(const RASTERBITMAP &source, int32_t bits, RASTERBITMAP &gray) {
-  int32_t status = K_InitBitmap(&gray, RASTERBITMAP_SIZE, static_cast<uint32_t>(source.BitmapWidth),
-                                static_cast<uint32_t>(source.BitmapHeight), static_cast<uint32_t>(bits));
+  int32_t status =
+      K_InitBitmap(&gray, RASTERBITMAP_SIZE, static_cast<uint32_t>(source.BitmapWidth),
+                   static_cast<uint32_t>(source.BitmapHeight), static_cast<uint32_t>(bits));
   if (status != K_SUCCESS) return status;
   status = K_AllocateBitmap(&gray, MemoryTypeLike(source, bits));
   if (status != K_SUCCESS) return status;
@@ -111,13 +112,13 @@ class GrayRows {
     const int32_t target = bits_ == 8 ? 0 : bits_;  // gray bytes are the gray palette's indices
     if (s.ColorOrder == K_ORDER_GRAY && UsesTable(s)) {
       ThroughTable(row);
-      return bits_ == 8 ? K_SUCCESS
-                        : K_ConvertBuffer(row, width, 0, bits_, K_ORDER_GRAY, K_ORDER_GRAY, nullptr, nullptr);
+      if (bits_ == 8) return K_SUCCESS;
+      return K_ConvertBuffer(row, width, 0, bits_, K_ORDER_GRAY, K_ORDER_GRAY, nullptr, nullptr);
     }
     if ((s.BitmapBits == 48 || s.BitmapBits == 64) && bits_ == 8) {
       // The level of the 16-bit words, then its high byte.
-      const int32_t status =
-          K_ConvertBuffer(row, width, s.BitmapBits, 16, s.ColorOrder, K_ORDER_GRAY, nullptr, nullptr);
+      const int32_t status = K_ConvertBuffer(row, width, s.BitmapBits, 16, s.ColorOrder,
+                                             K_ORDER_GRAY, nullptr, nullptr);
       if (status != K_SUCCESS) return status;
       return K_ConvertBuffer(row, width, 16, 0, K_ORDER_GRAY, K_ORDER_GRAY, nullptr, nullptr);
     }

@@ -206,7 +206,10 @@ TEST(ConvertBuffer, LongRowsInPlaceBothWays) {
   // Rows that span many blocks: growing runs from the end, shrinking from
   // the start, and neither reads a pixel already overwritten.
   std::vector<RGBQUAD> palette(256);
-  for (int i = 0; i < 256; ++i) palette[i] = RGBQUAD{static_cast<uint8_t>(i), static_cast<uint8_t>(255 - i), static_cast<uint8_t>(i * 7), 0};
+  for (int i = 0; i < 256; ++i) {
+    palette[i] = RGBQUAD{static_cast<uint8_t>(i), static_cast<uint8_t>(255 - i),
+                         static_cast<uint8_t>(i * 7), 0};
+  }
   const int32_t width = 1000;
   Bytes row(static_cast<size_t>(width) * 4);
   for (int32_t x = 0; x < width; ++x) row[static_cast<size_t>(x)] = static_cast<uint8_t>(x * 13);
