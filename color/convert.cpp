@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstring>
+#include <iterator>
 
 #include "color/convert_kernels.h"
 #include "kest/gray.h"
@@ -102,8 +104,9 @@ void ResolveSource(const Request &r, uint32_t flags, Plan &plan) {
   if (!gray) {
     // Indices of 1 to 8 bits, into the palette or the fixed one.
     plan.source = Source::Index;
-    plan.sourcePalette =
-        r.sourcePalette != nullptr ? r.sourcePalette : K_IntGetFixedPalette(static_cast<uint32_t>(bits));
+    plan.sourcePalette = r.sourcePalette != nullptr
+                             ? r.sourcePalette
+                             : K_IntGetFixedPalette(static_cast<uint32_t>(bits));
     K_GetGrayParams(bits, bits, -1, -1, &width, &plan.sourceMask,
                     &plan.sourceShift);
     return;
@@ -208,23 +211,48 @@ struct KernelRow {
   std::array<int8_t, 3> targetBits;
   To to;
   Orders orders;
-  KernelFunction kernel;
+  KernelFunction kernel;    // plain loops, for every processor
+  KernelFunction shuffled;  // the SSSE3 form, or null
 };
 
+using namespace kernels;
+// A row that takes one bit count.
+constexpr std::array<int8_t, 5> SourceBits(int8_t bits) { return {bits, -1, -1, -1, -1}; }
+constexpr std::array<int8_t, 3> TargetBits(int8_t bits) { return {bits, -1, -1}; }
+constexpr std::array<int8_t, 5> kValues = {0, 1, 2, 4, 8};
+
+// Columns: source bits, source, target bits, target, orders, the plain
+// kernel, its shuffled form.
 constexpr KernelRow kKernels[] = {
-    {{24, -1, -1, -1, -1}, From::Color8, {32, -1, -1}, To::Color8, Orders::Any, kernels::Expand24To32},
-    {{32, -1, -1, -1, -1}, From::Color8, {24, -1, -1}, To::Color8, Orders::Any, kernels::Narrow32To24},
-    {{24, -1, -1, -1, -1}, From::Color8, {24, -1, -1}, To::Color8, Orders::Swapped, kernels::Swap24},
-    {{32, -1, -1, -1, -1}, From::Color8, {32, -1, -1}, To::Color8, Orders::Swapped, kernels::Swap32},
-    {{48, -1, -1, -1, -1}, From::Color16, {24, -1, -1}, To::Color8, Orders::Any, kernels::Narrow48To24},
-    {{24, -1, -1, -1, -1}, From::Color8, {0, -1, -1}, To::GrayByte, Orders::Any, kernels::Gray24},
-    {{32, -1, -1, -1, -1}, From::Color8, {0, -1, -1}, To::GrayByte, Orders::Any, kernels::Gray32},
-    {{0, 1, 2, 4, 8}, From::Value, {0, 8, -1}, To::Any, Orders::Any, kernels::TableToBytes},
-    {{0, 1, 2, 4, 8}, From::Value, {24, -1, -1}, To::Color8, Orders::Any, kernels::TableTo24},
-    {{0, 1, 2, 4, 8}, From::Value, {32, -1, -1}, To::Color8, Orders::Any, kernels::TableTo32},
-    {{0, 8, -1, -1, -1}, From::Value, {1, 2, 4}, To::Any, Orders::Any, kernels::TableToPacked},
-    {{16, -1, -1, -1, -1}, From::GrayWindow, {0, 8, -1}, To::Any, Orders::Any, kernels::Window16ToBytes},
+    {SourceBits(24), From::Color8, TargetBits(32), To::Color8, Orders::Any,  //
+     Expand24To32, Expand24To32Shuffled},
+    {SourceBits(32), From::Color8, TargetBits(24), To::Color8, Orders::Any,  //
+     Narrow32To24, Narrow32To24Shuffled},
+    {SourceBits(24), From::Color8, TargetBits(24), To::Color8, Orders::Swapped,  //
+     Swap24, Swap24Shuffled},
+    {SourceBits(32), From::Color8, TargetBits(32), To::Color8, Orders::Swapped,  //
+     Swap32, Swap32Shuffled},
+    {SourceBits(24), From::Color8, TargetBits(0), To::GrayByte, Orders::Any,  //
+     Gray24, Gray24Shuffled},
+    {SourceBits(32), From::Color8, TargetBits(0), To::GrayByte, Orders::Any,  //
+     Gray32, Gray32Shuffled},
+    {SourceBits(48), From::Color16, TargetBits(24), To::Color8, Orders::Any,  //
+     Narrow48To24, nullptr},
+    {kValues, From::Value, {0, 8, -1}, To::Any, Orders::Any, TableToBytes, nullptr},
+    {kValues, From::Value, TargetBits(24), To::Color8, Orders::Any, TableTo24, nullptr},
+    {kValues, From::Value, TargetBits(32), To::Color8, Orders::Any, TableTo32, nullptr},
+    {{0, 8, -1, -1, -1}, From::Value, {1, 2, 4}, To::Any, Orders::Any, TableToPacked, nullptr},
+    {SourceBits(16), From::GrayWindow, {0, 8, -1}, To::Any, Orders::Any,  //
+     Window16ToBytes, nullptr},
 };
+
+// The shuffled forms are taken where the processor has them, unless a test
+// has asked for the plain loops.
+std::atomic<bool> g_useShuffled{true};
+bool ShuffledKernels() {
+  static const bool have = HaveByteShuffles();
+  return have && g_useShuffled.load(std::memory_order_relaxed);
+}
 
 template <size_t N>
 bool Holds(const std::array<int8_t, N> &list, int32_t bits) {
@@ -268,7 +296,7 @@ KernelFunction FindKernel(const Plan &plan) {
   for (const KernelRow &row : kKernels) {
     if (Holds(row.sourceBits, plan.sourceBits) && Holds(row.targetBits, plan.targetBits) &&
         Takes(row.from, plan) && Takes(row.to, plan) && Takes(row.orders, plan)) {
-      return row.kernel;
+      return row.shuffled != nullptr && ShuffledKernels() ? row.shuffled : row.kernel;
     }
   }
   return nullptr;
@@ -276,6 +304,11 @@ KernelFunction FindKernel(const Plan &plan) {
 
 namespace testing {
 size_t KernelCount() { return std::size(kKernels); }
+size_t ShuffledKernelCount() {
+  return static_cast<size_t>(std::count_if(std::begin(kKernels), std::end(kKernels),
+                                           [](const KernelRow &row) { return row.shuffled; }));
+}
+void UseShuffledKernels(bool use) { g_useShuffled = use; }
 }  // namespace testing
 
 int32_t MakePlan(const Request &r, Plan &plan) {

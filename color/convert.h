@@ -139,6 +139,10 @@ void StoreField(int32_t bits, uint8_t *row, size_t x, uint64_t field);
 // A source field as a Pixel, and a Pixel as a target field.
 Pixel Decode(const Plan &plan, uint64_t field);
 uint64_t Encode(const Plan &plan, const Pixel &pixel);
+// The target field of each source value 0 .. count - 1 placed at value <<
+// shift of the source field: the tables of the kernels whose every pixel
+// is a function of its value.
+void EncodeValues(const Plan &plan, uint32_t count, int32_t shift, uint64_t *fields);
 
 // Bits of one pixel in the row, bit count 0 counting as 8.
 constexpr int32_t StoredBits(int32_t bits) { return bits == 0 ? 8 : bits; }

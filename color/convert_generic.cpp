@@ -267,6 +267,12 @@ uint64_t Encode(const Plan &plan, const Pixel &p) {
   return 0;
 }
 
+void EncodeValues(const Plan &plan, uint32_t count, int32_t shift, uint64_t *fields) {
+  for (uint32_t value = 0; value < count; ++value) {
+    fields[value] = Encode(plan, Decode(plan, uint64_t{value} << shift));
+  }
+}
+
 void ConvertGeneric(uint8_t *buffer, const Plan &plan) {
   const int32_t sourceBits = plan.sourceBits, targetBits = plan.targetBits;
   auto one = [&](size_t x) {

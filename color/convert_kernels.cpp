@@ -8,10 +8,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <bit>
 #include <type_traits>
 
 namespace kest::convert::kernels {
 namespace {
+
+// Rows are little-endian; the kernels move multi-byte fields as words.
+static_assert(std::endian::native == std::endian::little);
 
 // Pixels of a block: a multiple of 8, so that every block starts on a byte
 // boundary at every bit count.
@@ -54,15 +58,29 @@ void ForEachBlock(uint8_t *buffer, const Plan &plan, Fn &&fn) {
 
 // ---- 24 and 32 bits ----
 
+// A pixel as a 32-bit word: three bytes and alpha on top. The last pixel of
+// a block is read byte by byte, as the word would reach past the block.
+template <bool Swap>
+inline uint32_t Word24(const uint8_t *p, uint32_t top) {
+  const uint32_t b0 = p[0], b1 = p[1], b2 = p[2];
+  return (Swap ? b2 | b1 << 8 | b0 << 16 : b0 | b1 << 8 | b2 << 16) | top;
+}
+
 template <bool Swap>
 void Block24To32(const uint8_t *KEST_RESTRICT s, uint8_t *KEST_RESTRICT d, size_t n,
                  uint8_t alpha) {
-  for (size_t i = 0; i < n; ++i) {
-    d[4 * i + 0] = s[3 * i + (Swap ? 2 : 0)];
-    d[4 * i + 1] = s[3 * i + 1];
-    d[4 * i + 2] = s[3 * i + (Swap ? 0 : 2)];
-    d[4 * i + 3] = alpha;
+  const uint32_t top = uint32_t{alpha} << 24;
+  for (size_t i = 0; i + 1 < n; ++i) {
+    uint32_t word;
+    std::memcpy(&word, s + 3 * i, 4);
+    if constexpr (Swap) {
+      word = (word & 0x00FF00u) | (word >> 16 & 0xFFu) | (word & 0xFFu) << 16;
+    }
+    word = (word & 0xFFFFFFu) | top;
+    std::memcpy(d + 4 * i, &word, 4);
   }
+  const uint32_t last = Word24<Swap>(s + 3 * (n - 1), top);
+  std::memcpy(d + 4 * (n - 1), &last, 4);
 }
 
 template <bool Swap>
@@ -120,9 +138,9 @@ bool SameOrder(const Plan &plan) { return plan.sourceRedFirst == plan.targetRedF
 // value << shift of the source word.
 template <typename Entry>
 void FillTable(const Plan &plan, uint32_t count, int32_t shift, Entry *table) {
-  for (uint32_t value = 0; value < count; ++value) {
-    table[value] = static_cast<Entry>(Encode(plan, Decode(plan, uint64_t{value} << shift)));
-  }
+  uint64_t fields[256];
+  EncodeValues(plan, count, shift, fields);
+  for (uint32_t value = 0; value < count; ++value) table[value] = static_cast<Entry>(fields[value]);
 }
 
 uint32_t SourceValues(const Plan &plan) { return 1u << StoredBits(plan.sourceBits); }
@@ -145,15 +163,17 @@ void BlockBytes(const uint8_t *KEST_RESTRICT s, uint8_t *KEST_RESTRICT d, size_t
   for (size_t i = 0; i < n; ++i) d[i] = table[Unpack<Bits>(s, i)];
 }
 
+// Each pixel stores four bytes, the fourth overwritten by the next pixel;
+// the block's last pixel stores three, as the block after it is done.
 template <int Bits>
 void Block24(const uint8_t *KEST_RESTRICT s, uint8_t *KEST_RESTRICT d, size_t n,
              const uint32_t *table) {
-  for (size_t i = 0; i < n; ++i) {
+  for (size_t i = 0; i + 1 < n; ++i) {
     const uint32_t entry = table[Unpack<Bits>(s, i)];
-    d[3 * i + 0] = static_cast<uint8_t>(entry);
-    d[3 * i + 1] = static_cast<uint8_t>(entry >> 8);
-    d[3 * i + 2] = static_cast<uint8_t>(entry >> 16);
+    std::memcpy(d + 3 * i, &entry, 4);
   }
+  const uint32_t last = table[Unpack<Bits>(s, n - 1)];
+  std::memcpy(d + 3 * (n - 1), &last, 3);
 }
 
 template <int Bits>
@@ -299,10 +319,23 @@ void TableToPacked(uint8_t *buffer, const Plan &plan) {
 }
 
 void Window16ToBytes(uint8_t *buffer, const Plan &plan) {
-  uint8_t table[256];
-  FillTable(plan, plan.sourceMask + 1, plan.sourceShift, table);
   const uint32_t shift = static_cast<uint32_t>(plan.sourceShift);
   const uint32_t mask = plan.sourceMask;
+  if (mask == 0xFF && plan.target == Target::GrayByte) {
+    // A gray byte of an 8-bit window is the window's value (w * 255 / 255):
+    // a shift, which the compiler does eight words at a time.
+    ForEachBlock(buffer, plan, [&](const uint8_t *KEST_RESTRICT s, uint8_t *KEST_RESTRICT d,
+                                   size_t n) {
+      for (size_t i = 0; i < n; ++i) {
+        uint16_t word;
+        std::memcpy(&word, s + 2 * i, 2);
+        d[i] = static_cast<uint8_t>(word >> shift);
+      }
+    });
+    return;
+  }
+  uint8_t table[256];
+  FillTable(plan, mask + 1, plan.sourceShift, table);
   ForEachBlock(buffer, plan, [&](const uint8_t *s, uint8_t *d, size_t n) {
     for (size_t i = 0; i < n; ++i) {
       const uint32_t word = s[2 * i] | uint32_t{s[2 * i + 1]} << 8;

@@ -16,8 +16,12 @@ using KernelFunction = void (*)(uint8_t *buffer, const Plan &plan);
 KernelFunction FindKernel(const Plan &plan);
 
 namespace testing {
-// Rows of the kernel table.
+// Rows of the kernel table, and how many of them have a shuffled form.
 size_t KernelCount();
+size_t ShuffledKernelCount();
+// Lets the table pick the shuffled forms (the default where the processor
+// has them) or only the baseline kernels.
+void UseShuffledKernels(bool use);
 }  // namespace testing
 
 namespace kernels {
@@ -44,6 +48,16 @@ void TableToPacked(uint8_t *buffer, const Plan &plan);
 // 16-bit gray read through a window of at most 8 bits, to one byte a pixel,
 // by a table of the window's values.
 void Window16ToBytes(uint8_t *buffer, const Plan &plan);
+
+// SSSE3 forms of the cheapest kernels, for x86 processors that have it:
+// the same bytes, sixteen pixels at a time, in place.
+bool HaveByteShuffles();
+void Expand24To32Shuffled(uint8_t *buffer, const Plan &plan);
+void Narrow32To24Shuffled(uint8_t *buffer, const Plan &plan);
+void Swap24Shuffled(uint8_t *buffer, const Plan &plan);
+void Swap32Shuffled(uint8_t *buffer, const Plan &plan);
+void Gray24Shuffled(uint8_t *buffer, const Plan &plan);
+void Gray32Shuffled(uint8_t *buffer, const Plan &plan);
 
 }  // namespace kernels
 }  // namespace kest::convert

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "core/alloc.h"
 #include "core/bitmap.h"
 #include "kest/gray.h"
 #include "kest/memory.h"
@@ -89,7 +88,8 @@ long double Curve(const Fill &fill, int64_t x) {
       const long double middle = static_cast<long double>(fill.low + fill.high) * 0.5L;
       auto g = [&](long double at) { return 1 / (std::exp(2 * (at - middle) * t / span) + 1); };
       const long double from = g(static_cast<long double>(fill.low));
-      return (g(static_cast<long double>(x)) - from) / (g(static_cast<long double>(fill.high)) - from);
+      const long double to = g(static_cast<long double>(fill.high));
+      return (g(static_cast<long double>(x)) - from) / (to - from);
     }
     case Ramp::Linear: break;
   }
@@ -125,8 +125,8 @@ void PutRamp(const Fill &fill, const Channels &from, const Channels &to) {
 }
 
 // The checks both fill functions share, in their order, and the limits.
-// keepRange marks the first function, which also refuses negative levels
-// in an unsigned table.
+// `first` marks K_WindowLevelFillLUT, which also refuses negative levels in
+// an unsigned table.
 int32_t PrepareFill(RGBQUAD *table, uint32_t length, int32_t low, int32_t high, int32_t lowBit,
                     int32_t highBit, int32_t minimum, int32_t maximum, int32_t factor,
                     uint32_t flags, bool first, Fill &fill) {
@@ -279,7 +279,9 @@ KEST_API int32_t K_WindowLevelFillLUT(RGBQUAD *table, uint32_t length, COLORREF 
     }
     PutRange(fill, fill.clippedHigh + 1, fill.last, to);
   } else {
-    if (!keep && fill.clippedLow > fill.first) PutRange(fill, fill.first, fill.clippedLow - 1, kBlack);
+    if (!keep && fill.clippedLow > fill.first) {
+      PutRange(fill, fill.first, fill.clippedLow - 1, kBlack);
+    }
     PutRamp(fill, from, to);
     if (!keep && fill.high < fill.last) PutRange(fill, fill.clippedHigh + 1, fill.last, kWhite);
   }

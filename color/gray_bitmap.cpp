@@ -8,6 +8,7 @@
 #include "core/alloc.h"
 #include "core/bitmap.h"
 #include "core/progress.h"
+#include "kest/copy.h"
 #include "kest/gray.h"
 #include "kest/palette.h"
 #include "kest/rows.h"
@@ -51,25 +52,11 @@ uint32_t MemoryTypeLike(const RASTERBITMAP &bitmap, int32_t bits) {
   return MEMORY_TYPE_CONV;
 }
 
-// The frame fields of an animation: the wait and transparency bits,
-// position, delay, background and transparent colour, disposal. The two
-// colours are carried as they are; a gray frame is not played with them
-// translated.
-void CopyFrameFields(RASTERBITMAP &target, const RASTERBITMAP &source) {
-  constexpr uint32_t kFrameFlags = RBF_WAIT_INPUT | RBF_TRANSPARENT;
-  target.BitmapFlags = (target.BitmapFlags & ~kFrameFlags) | (source.BitmapFlags & kFrameFlags);
-  target.BitmapLeft = source.BitmapLeft;
-  target.BitmapTop = source.BitmapTop;
-  target.BitmapDelay = source.BitmapDelay;
-  target.BitmapBackground = source.BitmapBackground;
-  target.BitmapTransparentColor = source.BitmapTransparentColor;
-  target.BitmapDisposalMethod = source.BitmapDisposalMethod;
-}
-
 // The empty gray bitmap that will take the source's place.
 int32_t MakeGrayTarget(const RASTERBITMAP &source, int32_t bits, RASTERBITMAP &gray) {
-  int32_t status = K_InitBitmap(&gray, RASTERBITMAP_SIZE, static_cast<uint32_t>(source.BitmapWidth),
-                                static_cast<uint32_t>(source.BitmapHeight), static_cast<uint32_t>(bits));
+  int32_t status =
+      K_InitBitmap(&gray, RASTERBITMAP_SIZE, static_cast<uint32_t>(source.BitmapWidth),
+                   static_cast<uint32_t>(source.BitmapHeight), static_cast<uint32_t>(bits));
   if (status != K_SUCCESS) return status;
   status = K_AllocateBitmap(&gray, MemoryTypeLike(source, bits));
   if (status != K_SUCCESS) return status;
@@ -87,7 +74,7 @@ int32_t MakeGrayTarget(const RASTERBITMAP &source, int32_t bits, RASTERBITMAP &g
   gray.BitmapXRes = source.BitmapXRes;
   gray.BitmapYRes = source.BitmapYRes;
   gray.DitherMode = source.DitherMode;
-  CopyFrameFields(gray, source);
+  K_CopyPlaybackParms(&gray, &source);  // frame fields, colours in gray terms
   return K_SUCCESS;
 }
 
@@ -111,13 +98,13 @@ class GrayRows {
     const int32_t target = bits_ == 8 ? 0 : bits_;  // gray bytes are the gray palette's indices
     if (s.ColorOrder == K_ORDER_GRAY && UsesTable(s)) {
       ThroughTable(row);
-      return bits_ == 8 ? K_SUCCESS
-                        : K_ConvertBuffer(row, width, 0, bits_, K_ORDER_GRAY, K_ORDER_GRAY, nullptr, nullptr);
+      if (bits_ == 8) return K_SUCCESS;
+      return K_ConvertBuffer(row, width, 0, bits_, K_ORDER_GRAY, K_ORDER_GRAY, nullptr, nullptr);
     }
     if ((s.BitmapBits == 48 || s.BitmapBits == 64) && bits_ == 8) {
       // The level of the 16-bit words, then its high byte.
-      const int32_t status =
-          K_ConvertBuffer(row, width, s.BitmapBits, 16, s.ColorOrder, K_ORDER_GRAY, nullptr, nullptr);
+      const int32_t status = K_ConvertBuffer(row, width, s.BitmapBits, 16, s.ColorOrder,
+                                             K_ORDER_GRAY, nullptr, nullptr);
       if (status != K_SUCCESS) return status;
       return K_ConvertBuffer(row, width, 16, 0, K_ORDER_GRAY, K_ORDER_GRAY, nullptr, nullptr);
     }

@@ -28,7 +28,7 @@ uint32_t NearestIndex(const RASTERBITMAP &target, uint32_t colorRef) {
 
 using namespace kest;
 
-KEST_API uint32_t K_TranslateBitmapColor(RASTERBITMAP *target, RASTERBITMAP *source,
+KEST_API uint32_t K_TranslateBitmapColor(RASTERBITMAP *target, const RASTERBITMAP *source,
                                          uint32_t color) {
   if (target == nullptr) return color;
   if (TopByte(color) == 4) {
@@ -58,7 +58,7 @@ KEST_API uint32_t K_TranslateBitmapColor(RASTERBITMAP *target, RASTERBITMAP *sou
   return IsIndexed(*target) ? NearestIndex(*target, color) : color;
 }
 
-KEST_API int32_t K_CopyPlaybackParms(RASTERBITMAP *destination, RASTERBITMAP *source) {
+KEST_API int32_t K_CopyPlaybackParms(RASTERBITMAP *destination, const RASTERBITMAP *source) {
   if (destination == nullptr || source == nullptr) return K_ERR_PARAMETER;
   destination->BitmapFlags =
       (destination->BitmapFlags & ~kFrameFlags) | (source->BitmapFlags & kFrameFlags);

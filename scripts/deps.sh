@@ -14,7 +14,7 @@ case "$job" in
   test)
     packages+=(libgtest-dev libbenchmark-dev g++-multilib
       g++-mingw-w64-x86-64-posix mingw-w64-tools libz-mingw-w64-dev wine wine64 libwine-dev xvfb xauth) ;;
-  bench) packages+=(libbenchmark-dev) ;;
+  bench) packages+=(libbenchmark-dev libopencv-imgproc-dev) ;;
   *) echo "deps.sh: unknown job '$job'" >&2; exit 2 ;;
 esac
 

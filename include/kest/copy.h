@@ -53,11 +53,11 @@ KEST_API int32_t K_TrimBitmap(RASTERBITMAP *bitmap, int32_t left, int32_t top, i
 /* The colour value color (COLORREF, index with top byte 1, or gray with top
  * byte 4) of source, in target's terms: an index for a palette target, a
  * COLORREF otherwise. A null target gives the colour as given. */
-KEST_API uint32_t K_TranslateBitmapColor(RASTERBITMAP *target, RASTERBITMAP *source,
+KEST_API uint32_t K_TranslateBitmapColor(RASTERBITMAP *target, const RASTERBITMAP *source,
                                          uint32_t color);
 /* Copies the frame fields of an animation (wait and transparency flags,
  * position, delay, disposal, and the background and transparent colours
  * translated to the destination). 1, -13 null. */
-KEST_API int32_t K_CopyPlaybackParms(RASTERBITMAP *destination, RASTERBITMAP *source);
+KEST_API int32_t K_CopyPlaybackParms(RASTERBITMAP *destination, const RASTERBITMAP *source);
 
 #endif /* KEST_COPY_H */

@@ -21,7 +21,7 @@
 #define FILLLUT_SIGMOID      0x0040
 #define FILLLUT_UNSIGNED     0x0000
 #define FILLLUT_SIGNED       0x0100
-#define FILLLUT_KEEPRANGE    0x1000 /* K_WindowLevelFillLUT: keep the colours, and what lies beyond */
+#define FILLLUT_KEEPRANGE    0x1000 /* K_WindowLevelFillLUT: colours' ramp, keep what is outside */
 
 /* Resolves a window of significant bits of a word of totalBits: a negative
  * low bit counts as 0, a negative high bit as totalBits - 1, and a window

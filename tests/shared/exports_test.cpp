@@ -37,6 +37,10 @@ TEST(SharedLibrary, ExportsTheInterfaceOnly) {
   EXPECT_NE(FindExport("K_OsDeletePalette"), nullptr);
   EXPECT_NE(FindExport("K_CompressRow"), nullptr);
   EXPECT_NE(FindExport("K_ChangeBitmapCompression"), nullptr);
+
+  EXPECT_NE(FindExport("K_ConvertBufferExt"), nullptr);
+  EXPECT_NE(FindExport("K_GrayScaleBitmap"), nullptr);
+  EXPECT_NE(FindExport("K_WindowLevelFillLUT2"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest17GetThreadSettingsEv"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest18AllocationAllowedEv"), nullptr);
   EXPECT_EQ(FindExport("_ZN4kest10StatusTextEi"), nullptr);
