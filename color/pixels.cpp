@@ -26,6 +26,12 @@ uint32_t ColorRef(uint32_t red, uint32_t green, uint32_t blue) {
 uint32_t ColorRef(const RGBQUAD &entry) { return ColorRef(entry.rgbRed, entry.rgbGreen, entry.rgbBlue); }
 
 bool IsGrayOrder(const RASTERBITMAP &bitmap) { return bitmap.ColorOrder == K_ORDER_GRAY; }
+
+// Entries read from a record's palette: never more than a palette can
+// have, whatever the record's count says.
+uint32_t PaletteCount(const RASTERBITMAP &bitmap) {
+  return static_cast<uint32_t>(std::clamp(bitmap.ColorsCount, 0, 256));
+}
 bool TableInUse(const RASTERBITMAP &bitmap) {
   return (bitmap.BitmapFlags & RBF_USE_LUT) && bitmap.LevelLUT != nullptr && bitmap.LevelLUTLength > 0;
 }
@@ -109,7 +115,7 @@ KEST_API uint32_t K_GetPixelColor(RASTERBITMAP *bitmap, int32_t row, int32_t col
   const int32_t bits = bitmap->BitmapBits;
   RGBQUAD palette[256] = {};
   if (bits <= 8) {
-    K_GetBitmapPaletteEntries(bitmap, 0, static_cast<uint32_t>(bitmap->ColorsCount), palette);
+    K_GetBitmapPaletteEntries(bitmap, 0, PaletteCount(*bitmap), palette);
   }
   const GrayWindow window = bits == 12 || IsGrayOrder(*bitmap) ? WindowOf(*bitmap) : GrayWindow{1, 0};
   const auto x = static_cast<uint32_t>(column);
@@ -158,8 +164,7 @@ int32_t PutIndexed(RASTERBITMAP &bitmap, uint8_t *bytes, uint32_t column, uint32
     index = color & ((1u << bits) - 1);
   } else {
     RGBQUAD palette[256] = {};
-    const uint32_t count = bits == 1 ? 2 : bits == 4 ? 16 : bits == 8 ? 256
-                                                           : static_cast<uint32_t>(bitmap.ColorsCount);
+    const uint32_t count = bits == 1 ? 2 : bits == 4 ? 16 : bits == 8 ? 256 : PaletteCount(bitmap);
     K_GetBitmapPaletteEntries(&bitmap, 0, count, palette);
     index = static_cast<uint32_t>(
         K_FindPaletteIndex(palette, count, color & 0xFF, (color >> 8) & 0xFF, (color >> 16) & 0xFF));

@@ -99,6 +99,15 @@ TEST(PixelColor, IndexesSearchesAndKeepsAlpha) {
   EXPECT_EQ(pixel[2], 0x30);
   EXPECT_EQ(pixel[3], 0x7F) << "the alpha byte stays";
 
+  // A record whose count claims more colours than a palette can hold is
+  // read no further than 256 entries.
+  indexed->ColorsCount = 100000;
+  EXPECT_EQ(K_GetPixelColor(indexed.get(), 0, 1), 0x00000000u | (indexed->Palette[5].rgbRed) |
+                                                      (indexed->Palette[5].rgbGreen << 8) |
+                                                      (uint32_t{indexed->Palette[5].rgbBlue} << 16));
+  EXPECT_EQ(K_PutPixelColor(indexed.get(), 0, 3, 0x00FFFFFF), K_SUCCESS);
+  indexed->ColorsCount = 256;
+
   EXPECT_EQ(K_PutPixelColor(alpha.get(), 1, 0, 0), K_ERR_WIDTH_HEIGHT);
   EXPECT_EQ(K_PutPixelColor(nullptr, 0, 0, 0), K_ERR_BITMAP);
   alpha->BitmapFlags |= RBF_SIGNED;
