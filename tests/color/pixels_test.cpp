@@ -6,18 +6,17 @@
 #include <vector>
 
 #include "kestraster.h"
+#include "support/test_support.h"
 
 namespace {
 
-struct Bitmap {
-  RASTERBITMAP bitmap{};
-  Bitmap(int32_t width, int32_t height, int32_t bits, uint32_t order = K_ORDER_BGR) {
-    EXPECT_EQ(K_CreateBitmap(&bitmap, RASTERBITMAP_SIZE, MEMORY_TYPE_CONV, width, height, bits,
-                             order, nullptr, 0, nullptr, 0), K_SUCCESS);
+// Pixel tests work on conventional memory.
+class Bitmap : public kest::test::OwnedBitmap {
+ public:
+  Bitmap(int32_t width, int32_t height, int32_t bits, uint32_t order = K_ORDER_BGR)
+      : OwnedBitmap(MEMORY_TYPE_CONV, width, height, bits, order) {
+    EXPECT_EQ(status(), K_SUCCESS);
   }
-  ~Bitmap() { K_FreeBitmap(&bitmap); }
-  RASTERBITMAP *operator->() { return &bitmap; }
-  RASTERBITMAP *get() { return &bitmap; }
 };
 
 TEST(PixelColor, ReadsEveryOrderAsTheColourWord) {

@@ -21,21 +21,11 @@ namespace {
 using Runs = std::vector<uint32_t>;
 using Bytes = std::vector<uint8_t>;
 
-class Bitmap {
+// Run-compressed bitmaps are 1 bit unless a test says otherwise.
+class Bitmap : public kest::test::OwnedBitmap {
  public:
-  Bitmap(uint32_t type, int32_t width, int32_t height, int32_t bits = 1) {
-    status_ = K_CreateBitmap(&bitmap_, RASTERBITMAP_SIZE, type, width, height, bits, 1, nullptr, 0,
-                             nullptr, 0);
-  }
-  ~Bitmap() { K_FreeBitmap(&bitmap_); }
-  RASTERBITMAP *get() { return &bitmap_; }
-  RASTERBITMAP *operator->() { return &bitmap_; }
-  int32_t status() const { return status_; }
-  uint32_t stride() const { return bitmap_.BitmapBytesPerLine; }
-
- private:
-  RASTERBITMAP bitmap_{};
-  int32_t status_;
+  Bitmap(uint32_t type, int32_t width, int32_t height, int32_t bits = 1)
+      : OwnedBitmap(type, width, height, bits) {}
 };
 
 Runs Unpack(const uint8_t *packed) {

@@ -20,22 +20,7 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using kest::filters::testing::FilterUses;
 
-class Bitmap {
- public:
-  Bitmap(uint32_t type, int32_t width, int32_t height, int32_t bits) {
-    status_ = K_CreateBitmap(&bitmap_, RASTERBITMAP_SIZE, type, width, height, bits, 1, nullptr, 0,
-                             nullptr, 0);
-  }
-  ~Bitmap() { K_FreeBitmap(&bitmap_); }
-  RASTERBITMAP *get() { return &bitmap_; }
-  RASTERBITMAP *operator->() { return &bitmap_; }
-  int32_t status() const { return status_; }
-  uint32_t stride() const { return bitmap_.BitmapBytesPerLine; }
-
- private:
-  RASTERBITMAP bitmap_{};
-  int32_t status_;
-};
+using Bitmap = kest::test::OwnedBitmap;
 
 // A smooth picture with a little noise, as a photograph has.
 Bytes PhotoRow(uint32_t stride, uint32_t y, std::mt19937 &random) {

@@ -5,6 +5,7 @@
 
 #include "core/alloc.h"
 #include "core/settings.h"
+#include "kestraster.h"
 
 namespace kest::test {
 
@@ -73,6 +74,27 @@ class TempDirectorySetting {
 
  private:
   char saved_[260];
+};
+
+// A bitmap made by K_CreateBitmap and freed with the holder.
+class OwnedBitmap {
+ public:
+  OwnedBitmap(uint32_t type, int32_t width, int32_t height, int32_t bits,
+              uint32_t order = 1 /* blue first */) {
+    status_ = K_CreateBitmap(&bitmap_, RASTERBITMAP_SIZE, type, width, height, bits, order,
+                             nullptr, 0, nullptr, 0);
+  }
+  ~OwnedBitmap() { K_FreeBitmap(&bitmap_); }
+  OwnedBitmap(const OwnedBitmap &) = delete;
+  OwnedBitmap &operator=(const OwnedBitmap &) = delete;
+  RASTERBITMAP *get() { return &bitmap_; }
+  RASTERBITMAP *operator->() { return &bitmap_; }
+  int32_t status() const { return status_; }
+  uint32_t stride() const { return bitmap_.BitmapBytesPerLine; }
+
+ private:
+  RASTERBITMAP bitmap_{};
+  int32_t status_;
 };
 
 #if !defined(_WIN32)
